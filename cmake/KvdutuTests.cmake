@@ -68,3 +68,21 @@ foreach(child IN LISTS children)
     add_dependencies(${prog} ${child_name})
   endforeach()
 endforeach()
+
+# Shared modules that tests load at run time (tests/modules/<name>.cpp -> <name>.dll on Windows,
+# lib<name>.so beside the test programs on POSIX, as the module loader looks for them).
+file(GLOB test_modules CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/tests/modules/*.cpp")
+foreach(module IN LISTS test_modules)
+  get_filename_component(module_name "${module}" NAME_WE)
+  add_library(${module_name} SHARED "${module}")
+  target_link_libraries(${module_name} PRIVATE kvdutu)
+  set_target_properties(${module_name} PROPERTIES
+    LIBRARY_OUTPUT_DIRECTORY "${CMAKE_RUNTIME_OUTPUT_DIRECTORY}"
+    RUNTIME_OUTPUT_DIRECTORY "${CMAKE_RUNTIME_OUTPUT_DIRECTORY}")
+  if(WIN32)
+    set_target_properties(${module_name} PROPERTIES PREFIX "")
+  endif()
+  foreach(prog IN LISTS KVDUTU_TEST_PROGRAMS)
+    add_dependencies(${prog} ${module_name})
+  endforeach()
+endforeach()

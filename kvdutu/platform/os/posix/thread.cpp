@@ -1,0 +1,27 @@
+#include "kvdutu/platform/os/thread.h"
+
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <thread>
+
+namespace KvdUtils::Platform {
+
+DWORD GetCurrentThreadId() {
+  // The kernel's thread id: unique among live threads system-wide, as a Windows thread id is, and
+  // the id that tgkill and /proc/<pid>/task use.
+  thread_local const DWORD id = static_cast<DWORD>(::syscall(SYS_gettid));
+  return id;
+}
+
+DWORD GetCurrentProcessId() { return static_cast<DWORD>(::getpid()); }
+
+void Sleep(DWORD milliseconds) {
+  if (milliseconds == INFINITE) {
+    for (;;) std::this_thread::sleep_for(std::chrono::hours(24));
+  }
+  std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
+}
+
+}  // namespace KvdUtils::Platform
