@@ -1,0 +1,47 @@
+// Conversion between the wide character set and the narrow code pages, under the Win32 names.
+// On POSIX the ANSI code page is UTF-8 (CP_ACP, CP_OEMCP and CP_THREAD_ACP all mean CP_UTF8), and a
+// wide character is a UTF-32 unit: a character outside the Basic Multilingual Plane is one wchar_t,
+// so wide counts there are counts of code points. Invalid UTF-8 becomes U+FFFD (or fails with
+// ERROR_NO_UNICODE_TRANSLATION under MB_ERR_INVALID_CHARS), as Windows does.
+#pragma once
+
+#include "kvdutu/platform/win_types.h"
+
+#if !defined(_WIN32)
+#define CP_ACP 0u
+#define CP_OEMCP 1u
+#define CP_MACCP 2u
+#define CP_THREAD_ACP 3u
+#define CP_UTF8 65001u
+
+#define MB_PRECOMPOSED 0x00000001u
+#define MB_COMPOSITE 0x00000002u
+#define MB_USEGLYPHCHARS 0x00000004u
+#define MB_ERR_INVALID_CHARS 0x00000008u
+
+#define WC_COMPOSITECHECK 0x00000200u
+#define WC_DISCARDNS 0x00000010u
+#define WC_SEPCHARS 0x00000020u
+#define WC_DEFAULTCHAR 0x00000040u
+#define WC_ERR_INVALID_CHARS 0x00000080u
+#define WC_NO_BEST_FIT_CHARS 0x00000400u
+#endif
+
+namespace KvdUtils::Platform {
+#if defined(_WIN32)
+using ::lstrcpynW;
+using ::lstrlenW;
+using ::MultiByteToWideChar;
+using ::WideCharToMultiByte;
+#else
+KVDUTU_API int MultiByteToWideChar(UINT CodePage, DWORD dwFlags, LPCSTR lpMultiByteStr, int cbMultiByte,
+                                   LPWSTR lpWideCharStr, int cchWideChar);
+KVDUTU_API int WideCharToMultiByte(UINT CodePage, DWORD dwFlags, LPCWSTR lpWideCharStr, int cchWideChar,
+                                   LPSTR lpMultiByteStr, int cbMultiByte, LPCSTR lpDefaultChar,
+                                   LPBOOL lpUsedDefaultChar);
+// Length of a wide string; 0 for a null pointer.
+KVDUTU_API int lstrlenW(LPCWSTR lpString);
+// Copies at most iMaxLength - 1 characters and always terminates (when iMaxLength > 0).
+KVDUTU_API LPWSTR lstrcpynW(LPWSTR lpString1, LPCWSTR lpString2, int iMaxLength);
+#endif
+}  // namespace KvdUtils::Platform
