@@ -24,6 +24,10 @@ function(kvdutu_collect_sources out_sources out_headers)
     endif()
     list(APPEND headers "${f}")
   endforeach()
+  # The library's main routine is the last static constructor of the library on POSIX: its file
+  # links last, so that its constructor runs after every unprioritised one (class registrations).
+  list(FILTER sources EXCLUDE REGEX "/platform/framework/library_entry\\.cpp$")
+  list(APPEND sources "${PROJECT_SOURCE_DIR}/kvdutu/platform/framework/library_entry.cpp")
   set(${out_sources} "${sources}" PARENT_SCOPE)
   set(${out_headers} "${headers}" PARENT_SCOPE)
 endfunction()

@@ -8,5 +8,4 @@
 // on PE alike; values up to 100 are the runtime's own.
 #define KVDUTU_INIT_PRIORITY_RAW_HOOK 101
 #define KVDUTU_INIT_PRIORITY_ROW(n) (1000 + 10 * (n))
-#define KVDUTU_INIT_PRIORITY_MAIN_ROUTINE 60000
 #define KVDUTU_INIT_ROW(n) __attribute__((init_priority(KVDUTU_INIT_PRIORITY_ROW(n))))

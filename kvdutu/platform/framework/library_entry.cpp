@@ -1,7 +1,7 @@
 // The load steps of the library: the raw entry hook before any static object of the library is
 // built, the static objects in their rows, then the main routine, which records the module's
 // instance handle. On Windows the main routine is DllMain, which the runtime calls after the
-// static constructors; elsewhere it is the last prioritised static constructor of the library.
+// static constructors; elsewhere it is the last static constructor of the library.
 #include "kvdutu/platform/framework/init_order_internal.h"
 #include "kvdutu/platform/framework/library_entry_internal.h"
 #include "kvdutu/platform/os/module.h"
@@ -44,7 +44,9 @@ struct MainRoutine {
     KvdUtils::Platform::detail::libraryMainRoutine(self);
   }
 };
-__attribute__((init_priority(KVDUTU_INIT_PRIORITY_MAIN_ROUTINE))) MainRoutine g_mainRoutine;
+// Unprioritised, in the file that links last: built after every other static object of the
+// library, class registrations included.
+MainRoutine g_mainRoutine;
 }  // namespace
 
 #endif

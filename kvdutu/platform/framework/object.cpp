@@ -1,4 +1,5 @@
 #include "kvdutu/platform/framework/object.h"
+#include "kvdutu/platform/framework/module_state_internal.h"
 
 #include "kvdutu/platform/framework/archive.h"
 
@@ -92,9 +93,13 @@ CRuntimeClass* CRuntimeClass::Load(CArchive& ar, UINT* pwSchemaNum) {
 
 void AfxClassInit(CRuntimeClass* pNewClass) {
   if (pNewClass == nullptr) return;
-  ClassList& list = classList();
-  std::lock_guard<std::mutex> guard(list.lock);
-  list.classes.push_back(pNewClass);
+  {
+    ClassList& list = classList();
+    std::lock_guard<std::mutex> guard(list.lock);
+    list.classes.push_back(pNewClass);
+  }
+  // While a module loads, the module state collects what it registers (see module_state.h).
+  KvdUtils::Framework::detail::moduleStateClassRegistered(pNewClass);
 }
 
 AFX_CLASSINIT::AFX_CLASSINIT(CRuntimeClass* pNewClass) : m_pClass(pNewClass) { AfxClassInit(pNewClass); }
