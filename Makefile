@@ -62,6 +62,7 @@ install-check: build
 # No code outside kvdutu/platform/ includes an OS header.
 check-seam:
 	@scripts/check-seam.sh
+	@scripts/umbrella.sh --check
 
 clean:
 	rm -rf build
