@@ -188,6 +188,12 @@ TEST(CString, CaseMappingIsFixedAndCoversTheBmp) {
   CString fullwidth(L"\uff41\u0130");
   fullwidth.MakeUpper();
   EXPECT_EQ(Str(fullwidth), L"\uff21\u0130");
+  // As on Windows, only pairs that map back to each other: MICRO SIGN, DOTLESS I, LONG S, final
+  // sigma and the title-case digraph keep their case, and so do KELVIN SIGN and ANGSTROM SIGN.
+  CString oneWay(L"\u00b5\u0131\u017f\u03c2\u01c5");
+  EXPECT_EQ(Str(oneWay.MakeUpper()), L"\u00b5\u0131\u017f\u03c2\u01c5");
+  CString signs(L"\u212a\u212b\u01c5");
+  EXPECT_EQ(Str(signs.MakeLower()), L"\u212a\u212b\u01c5");
   CString r(L"abc");
   EXPECT_EQ(Str(r.MakeReverse()), L"cba");
   // The narrow string maps ASCII only, so UTF-8 lengths never change.

@@ -74,15 +74,19 @@ TEST(TextConversion, BadArgumentsAndFlags) {
   EXPECT_EQ(MultiByteToWideChar(CP_UTF8, 0, nullptr, 3, wide, 4), 0);
   EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_PARAMETER));
   SetLastError(0);
-  EXPECT_EQ(MultiByteToWideChar(CP_UTF8, MB_PRECOMPOSED, "abc", 3, wide, 4), 0);
-  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_FLAGS));
-  SetLastError(0);
   EXPECT_EQ(WideCharToMultiByte(CP_UTF8, 0, L"abc", 0, narrow, 4, nullptr, nullptr), 0);
   EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_PARAMETER));
+#if !defined(_WIN32)
+  // Windows documents both refusals for CP_UTF8 (a flag other than MB_ERR_INVALID_CHARS, a used-default
+  // flag); Wine accepts both calls, so these run against the POSIX layer only.
+  SetLastError(0);
+  EXPECT_EQ(MultiByteToWideChar(CP_UTF8, MB_PRECOMPOSED, "abc", 3, wide, 4), 0);
+  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_FLAGS));
   BOOL used = FALSE;
   SetLastError(0);
   EXPECT_EQ(WideCharToMultiByte(CP_UTF8, 0, L"abc", 3, narrow, 4, nullptr, &used), 0);
   EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_PARAMETER));
+#endif
 }
 
 TEST(TextConversion, AnsiCodePageRoundTrip) {
