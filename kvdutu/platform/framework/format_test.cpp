@@ -99,6 +99,10 @@ TEST(Format, StringWidthPrecisionAndZeroPadding) {
   // The precision need not find a terminator.
   const wchar_t unterminated[3] = {L'x', L'y', L'z'};
   EXPECT_EQ(W(L"%.3s", unterminated), L"xyz");
+  const char unterminatedNarrow[3] = {'x', 'y', 'z'};
+  EXPECT_EQ(W(L"%.3S", unterminatedNarrow), L"xyz");
+  EXPECT_EQ(N("%.3s", unterminatedNarrow), "xyz");
+  EXPECT_EQ(N("%.3S", unterminated), "xyz");
 }
 
 TEST(Format, PrecisionOfOtherWidthTextNeverCutsACharacter) {
