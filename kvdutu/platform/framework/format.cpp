@@ -266,7 +266,8 @@ void PutPointer(Writer<C>& w, const Spec& s, const void* p) {
 // the x86 "indefinite" NaN that invalid arithmetic produces (sign set, quiet bit set, payload zero)
 // prints "nan(ind)", any other quiet NaN "nan", a signalling NaN "nan(snan)"; the sign prints as for
 // numbers, so 0.0/0.0 gives "-nan(ind)". The precision does not apply; the field is padded with
-// spaces even with the 0 flag, as C prescribes for these values.
+// spaces even with the 0 flag, as C prescribes for these values. (Wine's ucrtbase agrees except
+// that it prints every positive NaN "nan" and every negative one "-nan(ind)".)
 template <typename C>
 void PutNonFinite(Writer<C>& w, const Spec& s, double v) {
   uint64_t bits;
