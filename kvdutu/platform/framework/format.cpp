@@ -398,7 +398,7 @@ bool ParseInt(const C*& p, int& value) {
   return true;
 }
 
-// Formats into `out` (appending). Returns false for an invalid specification.
+// Formats into `out` (appending). Returns false for an invalid conversion.
 template <typename C>
 bool Run(std::basic_string<C>& out, const C* f, va_list* ap) {
   Writer<C> w{out};

@@ -9,7 +9,7 @@
 // NaN (the default NaN of x86 arithmetic, sign bit set: "-nan(ind)"), nan(snan) for a signalling
 // NaN, each with its sign; upper case for %E %F %G %A. A null %s argument prints "(null)".
 //
-// An invalid specification (an unknown conversion, or %n, which the modern runtime refuses) makes
+// An invalid format (an unknown conversion, or %n, which the modern runtime refuses) makes
 // the whole call fail: nothing is printed and the result is -1.
 #pragma once
 
