@@ -28,3 +28,6 @@
 #include "kvdutu/platform/containers/su_map_ptr_to_ptr.h"
 #include "kvdutu/platform/containers/su_map_string_to_ptr.h"
 #include "kvdutu/platform/containers/su_map_string_to_string.h"
+#include "kvdutu/platform/framework/time.h"
+#include "kvdutu/platform/framework/point.h"
+#include "kvdutu/platform/containers/su_time.h"
