@@ -210,8 +210,14 @@ TEST(Archive, WideTextIsUtf16AndConvertsBetweenWidths) {
   CStringA narrowFromWide;
   CString wideFromNarrow;
   ar >> narrowFromWide >> wideFromNarrow;
+  // Across widths the text goes through the system code page (UTF-8 on Linux, the ANSI code
+  // page on Windows), as a string assignment between the widths does.
+  EXPECT_EQ(narrowFromWide, CStringA(text));
+  EXPECT_EQ(wideFromNarrow, CString(CStringA("caf\xC3\xA9")));
+#if !defined(_WIN32)
   EXPECT_EQ(CString(narrowFromWide), text);
   EXPECT_EQ(wideFromNarrow, CString(L"caf\u00e9"));
+#endif
 }
 
 TEST(Archive, WriteStringAndReadStringWorkInLines) {
