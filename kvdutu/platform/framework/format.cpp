@@ -98,8 +98,9 @@ void PutText(Writer<wchar_t>& w, const Spec& s, const wchar_t* p, int precision)
   if (precision < 0) {
     n = std::wcslen(p);
   } else {
+    // Nothing past the precision is read: the array need not be terminated.
     while (n < static_cast<size_t>(precision) && p[n]) ++n;
-    if (n > 0 && n < std::wcslen(p) && IsHighSurrogate(p[n - 1])) --n;
+    if (n == static_cast<size_t>(precision) && n > 0 && IsHighSurrogate(p[n - 1])) --n;
   }
   w.Field(s, p, n);
 }
@@ -109,14 +110,31 @@ void PutText(Writer<char>& w, const Spec& s, const char* p, int precision) {
   w.Field(s, p, n);
 }
 
+// Bytes of the narrow character that starts with `lead` in the system code page.
+size_t NarrowCharBytes(unsigned char lead) {
+#if defined(_WIN32)
+  if (GetACP() != CP_UTF8) return IsDBCSLeadByte(lead) ? 2 : 1;
+#endif
+  return lead >= 0xF0 && lead <= 0xF4 ? 4 : lead >= 0xE0 && lead <= 0xEF ? 3 : lead >= 0xC2 && lead <= 0xDF ? 2 : 1;
+}
+
 void PutText(Writer<wchar_t>& w, const Spec& s, const char* p, int precision) {
-  // Each wide character takes at least one byte and at most four: read no further than needed.
-  size_t n = precision < 0 ? std::strlen(p) : strnlen(p, static_cast<size_t>(precision) * 4 + 4);
-  std::wstring wide = NarrowToWide(p, n);
-  if (precision >= 0 && wide.size() > static_cast<size_t>(precision)) {
-    size_t keep = static_cast<size_t>(precision);
-    if (keep > 0 && IsHighSurrogate(wide[keep - 1])) --keep;
-    wide.resize(keep);
+  if (precision < 0) {
+    std::wstring wide = NarrowToWide(p, std::strlen(p));
+    w.Field(s, wide.data(), wide.size());
+    return;
+  }
+  // Character by character, reading no byte beyond the last character written: with a precision
+  // the array need not be terminated.
+  std::wstring wide;
+  for (size_t i = 0; wide.size() < static_cast<size_t>(precision) && p[i];) {
+    size_t len = NarrowCharBytes(static_cast<unsigned char>(p[i]));
+    size_t have = 1;
+    while (have < len && p[i + have]) ++have;
+    std::wstring one = NarrowToWide(p + i, have);
+    if (wide.size() + one.size() > static_cast<size_t>(precision)) break;
+    wide += one;
+    i += have;
   }
   w.Field(s, wide.data(), wide.size());
 }
@@ -127,7 +145,7 @@ void PutText(Writer<char>& w, const Spec& s, const wchar_t* p, int precision) {
     narrow = WideToNarrow(p, std::wcslen(p));
   } else {
     // Character by character, so that no partial multibyte character is written.
-    for (size_t i = 0; p[i];) {
+    for (size_t i = 0; narrow.size() < static_cast<size_t>(precision) && p[i];) {
       size_t units = (IsHighSurrogate(p[i]) && p[i + 1]) ? 2 : 1;
       std::string one = WideToNarrow(p + i, units);
       if (narrow.size() + one.size() > static_cast<size_t>(precision)) break;
@@ -248,7 +266,8 @@ void PutPointer(Writer<C>& w, const Spec& s, const void* p) {
 // the x86 "indefinite" NaN that invalid arithmetic produces (sign set, quiet bit set, payload zero)
 // prints "nan(ind)", any other quiet NaN "nan", a signalling NaN "nan(snan)"; the sign prints as for
 // numbers, so 0.0/0.0 gives "-nan(ind)". The precision does not apply; the field is padded with
-// spaces even with the 0 flag, as C prescribes for these values.
+// spaces even with the 0 flag, as C prescribes for these values. (Wine's ucrtbase agrees except
+// that it prints every positive NaN "nan" and every negative one "-nan(ind)".)
 template <typename C>
 void PutNonFinite(Writer<C>& w, const Spec& s, double v) {
   uint64_t bits;
