@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <cwchar>
 #include <string>
 
 namespace {
@@ -358,15 +359,7 @@ DWORD_PTR CArchive::ReadCount() {
 void CArchive::WriteString(LPCWSTR lpsz) {
   RequireStoring();
   if (lpsz == nullptr) return;
-  for (const wchar_t* p = lpsz; *p; ++p) {
-    const uint32_t c = static_cast<uint32_t>(*p);
-    if (c > 0xFFFF && c <= 0x10FFFF) {
-      WriteLE(0xD800 + ((c - 0x10000) >> 10), 2);
-      WriteLE(0xDC00 + ((c - 0x10000) & 0x3FF), 2);
-    } else {
-      WriteLE(c > 0xFFFF ? 0xFFFD : c, 2);
-    }
-  }
+  for (char16_t unit : toUtf16(lpsz, static_cast<int>(std::wcslen(lpsz)))) WriteLE(unit, 2);
 }
 
 LPWSTR CArchive::ReadString(LPWSTR lpsz, UINT nMax) {

@@ -1,4 +1,5 @@
 #include "kvdutu/platform/framework/cstring.h"
+#include "kvdutu/platform/framework/exceptions.h"
 
 #include "kvdutu/platform/os/resources.h"
 #include "kvdutu/platform/os/text.h"
@@ -24,6 +25,9 @@ template <typename F>
 bool Throws(F f) {
   try {
     f();
+  } catch (CException* e) {
+    e->Delete();  // the framework's exceptions are heap objects that the catcher frees
+    return true;
   } catch (...) {
     return true;
   }
