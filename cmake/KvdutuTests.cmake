@@ -68,3 +68,9 @@ foreach(child IN LISTS children)
     add_dependencies(${prog} ${child_name})
   endforeach()
 endforeach()
+
+# The POSIX registry tests look into the hive files with SQLite itself (integrity checks).
+if(NOT WIN32 AND TARGET kvdutu_platform_tests)
+  find_package(SQLite3 REQUIRED)
+  target_link_libraries(kvdutu_platform_tests PRIVATE SQLite::SQLite3)
+endif()
