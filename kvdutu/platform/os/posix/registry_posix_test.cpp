@@ -292,7 +292,7 @@ TEST(RegistryPosix, KilledWritersLoseNothingTheyAcknowledged) {
   Child steady = spawnChild({"write", "Software\\Kill\\steady", "s", "100000"});
   std::mt19937 rng(std::random_device{}());
   std::vector<std::set<int>> acked;
-  constexpr int kRounds = 15;
+  constexpr int kRounds = 40;
   for (int round = 0; round < kRounds; ++round) {
     Child c = spawnChild({"write", "Software\\Kill\\k" + std::to_string(round), "v", "100000"});
     std::this_thread::sleep_for(std::chrono::milliseconds(5 + rng() % 60));

@@ -172,7 +172,10 @@ class Hive {
   explicit Hive(HiveId id) : id_(id) {}
 
   enum class State { Closed, Open, Absent };
-  enum class Mode { Auto, Read, Write };
+  // Auto: single-statement reads that autocommit and use no remembered path (so they need no
+  // data_version check: a key id found in a handle is checked by the statement itself).
+  // Walk: like Auto, but walks paths through the remembered edges.
+  enum class Mode { Auto, Walk, Read, Write };
 
   HiveId id_;
   std::mutex mu;
@@ -361,11 +364,11 @@ class Hive {
         open();
         if (state == State::Absent) return mode == Mode::Write ? LONG(ERROR_ACCESS_DENIED) : absent();
         if (mode == Mode::Write && !writable) return ERROR_ACCESS_DENIED;
-        if (mode != Mode::Auto) {
+        if (mode == Mode::Read || mode == Mode::Write) {
           exec(mode == Mode::Write ? kBeginImmediate : kBegin);
           inTxn = true;
         }
-        refreshCache();
+        if (mode == Mode::Walk || mode == Mode::Write) refreshCache();
         LONG r = body();
         if (inTxn) {
           exec(kCommit);
@@ -445,7 +448,7 @@ LONG absentKey(int64_t key) { return key == kRootKeyId ? ERROR_SUCCESS : ERROR_K
 
 LONG openPath(Hive& h, int64_t key, const std::vector<Name>& path, int64_t* out) {
   return h.run(
-      Hive::Mode::Auto,
+      Hive::Mode::Walk,
       [&]() -> LONG {
         int64_t cur = key;
         bool checked = false;
