@@ -69,7 +69,6 @@ foreach(child IN LISTS children)
   endforeach()
 endforeach()
 
-<<<<<<< HEAD
 # Shared modules that tests load at run time (tests/modules/<name>.cpp -> <name>.dll on Windows,
 # lib<name>.so beside the test programs on POSIX, as the module loader looks for them).
 file(GLOB test_modules CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/tests/modules/*.cpp")
@@ -87,10 +86,9 @@ foreach(module IN LISTS test_modules)
     add_dependencies(${prog} ${module_name})
   endforeach()
 endforeach()
-=======
+
 # The POSIX registry tests look into the hive files with SQLite itself (integrity checks).
 if(NOT WIN32 AND TARGET kvdutu_platform_tests)
   find_package(SQLite3 REQUIRED)
   target_link_libraries(kvdutu_platform_tests PRIVATE SQLite::SQLite3)
 endif()
->>>>>>> registry

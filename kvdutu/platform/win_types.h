@@ -41,10 +41,12 @@ typedef uint32_t ULONG;
 typedef int32_t LONG;
 typedef int32_t INT;
 typedef uint32_t UINT;
-typedef int64_t LONGLONG;
-typedef uint64_t ULONGLONG;
-typedef uint64_t DWORD64;
-typedef uint64_t QWORD;
+// long long, as on Windows: on 64-bit Linux int64_t is `long`, and LONGLONG must stay a type of
+// its own so that overloads on `long` (32 bits in the Windows layout) and LONGLONG differ.
+typedef long long LONGLONG;
+typedef unsigned long long ULONGLONG;
+typedef unsigned long long DWORD64;
+typedef unsigned long long QWORD;
 typedef intptr_t INT_PTR;
 typedef uintptr_t UINT_PTR;
 typedef intptr_t LONG_PTR;
