@@ -367,10 +367,11 @@ TEST_F(UserValues, BadInputGivesZeroAndLosesNothing) {
   int kept = 3;
   ASSERT_EQ(regSetUserValue(L"Sec", L"Kept", &kept), 1);
 
-  const CString longName(L'n', 16384);        // one more than a value name may have
-  const CString longSection(L's', 256);       // one more than a key name may have
+  const CString longName(L'n', 16384);  // one more than a value name may have
+  const CString longSection(L's', 300);  // beyond the 255 of a key name (Wine takes 256)
   int value = 1;
   EXPECT_EQ(regSetUserValue(longSection, L"V", &value), 0);
+  EXPECT_EQ(regSetUserValue(L"Sec", longName, &value), 0);
   EXPECT_EQ(regGetUserValue(longSection, L"V", &value), 0);
   EXPECT_EQ(regGetUserValue(L"Sec", longName, &value), 0);
   EXPECT_EQ(regGetUserValue(L"No such section", L"V", &value), 0);
