@@ -1,6 +1,7 @@
 // Long strings as runs of chunk values: where a string starts to be chunked, how the chunks are
 // cut, the doubled last chunk that the format keeps, and how short and long values replace each
 // other.
+#include <ostream>
 #include <string>
 
 #include "kvdutu/settings/chunked_strings_internal.h"
@@ -81,6 +82,8 @@ struct LengthCase {
   int chunks;
   int readLength;  // the tail doubles when the length modulo 1015 is 0 or 1014
 };
+
+void PrintTo(const LengthCase& c, std::ostream* os) { *os << c.length << " characters"; }
 
 class ChunkLengths : public ChunkedStrings, public ::testing::WithParamInterface<LengthCase> {};
 

@@ -2,6 +2,7 @@
 // for the previous version's key, the process modes and the executable folder.
 #include <algorithm>
 #include <filesystem>
+#include <ostream>
 #include <vector>
 
 #include "kvdutu/frame/static_rows.h"
@@ -26,6 +27,8 @@ struct RegIniCase {
   std::string content;
   const wchar_t* productKey;
 };
+
+void PrintTo(const RegIniCase& c, std::ostream* os) { *os << c.title; }
 
 class RegIniTokens : public SettingsTest, public ::testing::WithParamInterface<RegIniCase> {};
 
