@@ -51,3 +51,8 @@
 #include "kvdutu/platform/os/sync.h"
 #include "kvdutu/platform/os/text.h"
 #include "kvdutu/platform/os/thread.h"
+#include "kvdutu/settings/deletion.h"
+#include "kvdutu/settings/registry_roots.h"
+#include "kvdutu/settings/user_values.h"
+#include "kvdutu/settings/value_types.h"
+#include "kvdutu/settings/values_listing.h"

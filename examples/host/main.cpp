@@ -3,6 +3,8 @@
 #include <kvdutu/kvdutu.h>
 
 #include <cstdio>
+#include <cstdlib>
+#include <filesystem>
 #include <string>
 
 namespace P = KvdUtils::Platform;
@@ -12,6 +14,32 @@ namespace {
 void step(const char* title) { std::printf("\n== %s\n", title); }
 
 std::string narrow(const CString& text) { return std::string(CStringA(text).GetString()); }
+
+// The demo keeps its settings in a registry folder of its own (on POSIX the hives are files there),
+// beside the build's programs, unless the caller chose one. Must happen before the first registry call.
+void useDemoRegistry() {
+  if (const char* chosen = std::getenv("KVDUTU_REGISTRY_DIR"); chosen && *chosen) return;
+  const std::filesystem::path folder =
+      std::filesystem::path(GetKvDirectory().GetString()).parent_path() / "demo-registry";
+  std::error_code ec;
+  std::filesystem::create_directories(folder, ec);
+#if defined(_WIN32)
+  _putenv_s("KVDUTU_REGISTRY_DIR", folder.string().c_str());
+#else
+  setenv("KVDUTU_REGISTRY_DIR", folder.string().c_str(), 1);
+#endif
+}
+
+// A value straight into a hive, as an installer or an older release left it.
+void presetValue(HKEY hive, const wchar_t* path, const wchar_t* name, DWORD value) {
+  HKEY key = nullptr;
+  if (P::RegCreateKeyExW(hive, path, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key, nullptr) != ERROR_SUCCESS) {
+    std::printf("cannot prepare %s\n", narrow(CString(path)).c_str());
+    return;
+  }
+  P::RegSetValueExW(key, name, 0, REG_DWORD, reinterpret_cast<const BYTE*>(&value), sizeof(value));
+  P::RegCloseKey(key);
+}
 
 // The host's application object, registered in the running object table as a running
 // application is, so that other processes' tools can find it by process id.
@@ -49,6 +77,7 @@ class HostApp : public CWinApp {
 }  // namespace
 
 int main() {
+  useDemoRegistry();
   step("Load: the library is in the process");
   wchar_t path[1024] = {0};
   P::GetModuleFileNameW(P::LibraryModuleHandle(), path, 1024);
@@ -73,6 +102,16 @@ int main() {
   setSaveModelAsExample(1);
   std::printf("ut_isModelExample()=%d ut_isBackCompEnabled()=%d ut_isMultiCAD()=%d\n", ut_isModelExample(),
               ut_isBackCompEnabled(), ut_isMultiCAD());
+
+  step("Start: set the version key");
+  // An older release left its branch for this user, and the installer a machine-wide default.
+  presetValue(HKEY_CURRENT_USER, L"Software\\Korvalinde\\Korvalinde 2012\\Demo", L"Grid spacing", 25);
+  presetValue(HKEY_LOCAL_MACHINE, L"Software\\Korvalinde\\Korvalinde 2013\\Demo", L"Licence seats", 12);
+  std::printf("product key: %s\n", narrow(KvdUtils::Registry::getCurrKorvalindeRegRootKey()).c_str());
+  setCurrKorvalindeRegSubKey(L"Korvalinde 2013");
+  std::printf("current key: %s\n", narrow(externalGetCurrKorvalindeRegSubKey()).c_str());
+  std::printf("previous key: %s (older version found: %d)\n", narrow(externalGetPrevKorvalindeRegSubKey()).c_str(),
+              externalCheckPrevKorvalindeRegSubKey());
 
   step("Start: the model module registers its interface when first asked for");
   KvdAppModelInterface_c* model = KvdUtils::appModelTalk::getAppModelInterface();
@@ -119,6 +158,52 @@ int main() {
   CString text;
   text.Format(L"%s has %d parts, %hs, pointer %p", L"Assembly", 12, "narrow text", static_cast<void*>(nullptr));
   std::printf("%s\n", narrow(text).c_str());
+
+  step("Run: settings");
+  {
+    int copies = 3;
+    double scale = 0.1;
+    CString folder(L"Designs");
+    CString notes(L'n', 1500);  // long enough to be kept in chunks
+    regSetUserValue(L"Demo", L"Backup Copies", &copies);
+    regSetUserValue(L"Demo", L"Scale", &scale);
+    regSetUserValue(L"Demo", L"Folder", folder);
+    regSetUserValue(L"Demo", L"Notes", notes);
+    int readCopies = 0;
+    double readScale = 0;
+    CString readFolder;
+    CString readNotes;
+    const int foundCopies = regGetUserValue(L"Demo", L"Backup Copies", &readCopies);
+    const int foundScale = regGetUserValue(L"Demo", L"Scale", &readScale);
+    const int foundFolder = regGetUserValue(L"Demo", L"Folder", readFolder);
+    const int foundNotes = regGetUserValue(L"Demo", L"Notes", readNotes);
+    std::printf("int: %d (found %d)\n", readCopies, foundCopies);
+    std::printf("double: %.15g (found %d)\n", readScale, foundScale);
+    std::printf("string: %s (found %d)\n", narrow(readFolder).c_str(), foundFolder);
+    std::printf("long string: %d characters in chunks (found %d)\n", readNotes.GetLength(), foundNotes);
+  }
+  {
+    int spacing = 10;  // the caller's default
+    int found = regGetUserValue(L"Demo", L"Grid spacing", &spacing);
+    std::printf("Grid spacing, only in the 2012 branch: %d (found %d)\n", spacing, found);
+    spacing = 10;
+    CString unused;
+    found = regGetUserValue(L"Demo", L"Grid spacing", valueTypeInt, unused, &spacing, nullptr, 0, 1, nullptr, 0, 0, 0, 0);
+    std::printf("the same without the previous version: %d (found %d)\n", spacing, found);
+    int seats = 1;
+    found = regGetUserValue(L"Demo", L"Licence seats", &seats);
+    std::printf("Licence seats, only in the machine hive: %d (found %d)\n", seats, found);
+    CString log;
+    regGetUserValuesLog(L"Demo", log);
+    std::printf("values log (long text left out of this print):\n");
+    for (int start = 0; start >= 0 && start < log.GetLength();) {
+      int end = log.Find(L'\n', start);
+      if (end < 0) end = log.GetLength();
+      CString line = log.Mid(start, end - start);
+      std::printf("  %s\n", narrow(line.GetLength() > 60 ? line.Left(60) + L"..." : line).c_str());
+      start = end + 1;
+    }
+  }
 
   step("Stop");
   P::CoUninitialize();

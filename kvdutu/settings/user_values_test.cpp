@@ -1,0 +1,404 @@
+// Typed user values: writing, the reading ladder stage by stage, the process modes, and doubles
+// in the "C" numeric locale.
+#include <clocale>
+#include <cstdlib>
+#include <cwchar>
+#include <string>
+#include <vector>
+
+#include "kvdutu/settings/settings_fixture_test.h"
+
+namespace KvdSettingsTest {
+namespace {
+
+using UserValues = SettingsTest;
+
+TEST_F(UserValues, EachTypeIsWrittenToTheCurrentKeyAndReadBack) {
+  setUpVersions();
+  int count = 17;
+  double ratio = 2.75;
+  CString name(L"Design \u00E9t\u00E9");
+  ASSERT_EQ(regSetUserValue(L"Sec", L"Count", &count), 1);
+  ASSERT_EQ(regSetUserValue(L"Sec", L"Ratio", &ratio), 1);
+  ASSERT_EQ(regSetUserValue(L"Sec", L"Name", name), 1);
+
+  DWORD type = 0;
+  DWORD dword = 0;
+  CString text;
+  ASSERT_TRUE(queryValue(HKEY_CURRENT_USER, currentPath(L"Sec"), L"Count", &type, nullptr, &dword));
+  EXPECT_EQ(type, static_cast<DWORD>(REG_DWORD));
+  EXPECT_EQ(dword, 17u);
+  ASSERT_TRUE(queryValue(HKEY_CURRENT_USER, currentPath(L"Sec"), L"Ratio", &type, &text));
+  EXPECT_EQ(type, static_cast<DWORD>(REG_SZ));
+  EXPECT_EQ(text, L"2.75");
+  ASSERT_TRUE(queryValue(HKEY_CURRENT_USER, currentPath(L"Sec"), L"Name", &type, &text));
+  EXPECT_EQ(type, static_cast<DWORD>(REG_SZ));
+  EXPECT_EQ(text, name);
+
+  int readCount = 0;
+  double readRatio = 0;
+  CString readName;
+  EXPECT_EQ(regGetUserValue(L"Sec", L"Count", &readCount), 1);
+  EXPECT_EQ(regGetUserValue(L"Sec", L"Ratio", &readRatio), 1);
+  EXPECT_EQ(regGetUserValue(L"Sec", L"Name", readName), 1);
+  EXPECT_EQ(readCount, 17);
+  EXPECT_EQ(readRatio, 2.75);
+  EXPECT_EQ(readName, name);
+}
+
+TEST_F(UserValues, UnversionedValuesLiveUnderTheProductKey) {
+  setUpVersions();
+  int negative = -5;
+  ASSERT_EQ(regSetUserValue(L"Shared", L"Offset", &negative, 0), 1);
+  DWORD type = 0;
+  DWORD dword = 0;
+  ASSERT_TRUE(queryValue(HKEY_CURRENT_USER, productPath(L"Shared"), L"Offset", &type, nullptr, &dword));
+  EXPECT_EQ(dword, 0xFFFFFFFBu);
+  EXPECT_FALSE(keyExists(HKEY_CURRENT_USER, currentPath(L"Shared")));
+  int value = 0;
+  EXPECT_EQ(regGetUserValue(L"Shared", L"Offset", &value, 0, 0), 1);
+  EXPECT_EQ(value, -5);
+  value = 1;
+  EXPECT_EQ(regGetUserValue(L"Shared", L"Offset", &value), 0);  // not under the current key
+  EXPECT_EQ(value, 1);
+}
+
+TEST_F(UserValues, AnEmptySectionIsTheRootKeyItself) {
+  setUpVersions();
+  int value = 4;
+  ASSERT_EQ(regSetUserValue(CString(), L"AtRoot", &value), 1);
+  EXPECT_TRUE(valueExists(HKEY_CURRENT_USER, currentPath(CString()), L"AtRoot"));
+  int read = 0;
+  EXPECT_EQ(regGetUserValue(CString(), L"AtRoot", &read), 1);
+  EXPECT_EQ(read, 4);
+}
+
+TEST_F(UserValues, TheCurrentKeyHidesThePreviousKeyAndTheMachine) {
+  setUpVersions();
+  ASSERT_TRUE(setDword(HKEY_CURRENT_USER, currentPath(L"Sec"), L"V", 1));
+  ASSERT_TRUE(setDword(HKEY_CURRENT_USER, previousPath(L"Sec"), L"V", 2));
+  ASSERT_TRUE(setDword(HKEY_LOCAL_MACHINE, currentPath(L"Sec"), L"V", 3));
+  ASSERT_TRUE(setDword(HKEY_USERS, defaultUserPath(currentPath(L"Sec")), L"V", 4));
+  int value = 0;
+  EXPECT_EQ(regGetUserValue(L"Sec", L"V", &value), 1);
+  EXPECT_EQ(value, 1);
+}
+
+TEST_F(UserValues, ThePreviousVersionIsReadButNotCopied) {
+  setUpVersions();
+  ASSERT_TRUE(setSz(HKEY_CURRENT_USER, previousPath(L"Sec"), L"S", L"old"));
+  ASSERT_TRUE(setDword(HKEY_LOCAL_MACHINE, currentPath(L"Sec"), L"S", 9));  // wrong type for a string
+  CString text(L"default");
+  EXPECT_EQ(regGetUserValue(L"Sec", L"S", text), 1);
+  EXPECT_EQ(text, L"old");
+  EXPECT_FALSE(keyExists(HKEY_CURRENT_USER, currentPath(L"Sec")));
+
+  text = L"default";
+  EXPECT_EQ(regGetUserValue(L"Sec", L"S", valueTypeString, text, nullptr, nullptr, 0, 1, nullptr, 0, 0, 0, 0), 0);
+  EXPECT_EQ(text, L"default");
+}
+
+TEST_F(UserValues, ThePreviousStageReplacesAnyRootText) {
+  setUpVersions();
+  ASSERT_TRUE(setDword(HKEY_CURRENT_USER, previousPath(L"Sec"), L"V", 12));
+  CString altRoot = product_ + L"\\Elsewhere";
+  int value = 0;
+  EXPECT_EQ(regGetUserValue(L"Sec", L"V", &value, 0, 1, &altRoot), 1);
+  EXPECT_EQ(value, 12);
+  value = 0;
+  EXPECT_EQ(regGetUserValue(L"Sec", L"V", &value, 0, 0), 1);  // unversioned falls back to it too
+  EXPECT_EQ(value, 12);
+}
+
+TEST_F(UserValues, AnAlternateRootIsReadInEveryHive) {
+  setUpVersions();
+  CString altRoot = product_ + L"\\Addins\\Tool";
+  ASSERT_TRUE(setDword(HKEY_LOCAL_MACHINE, treePath(altRoot, L"Sec"), L"V", 31));
+  ASSERT_TRUE(setDword(HKEY_LOCAL_MACHINE, currentPath(L"Sec"), L"V", 32));
+  int value = 0;
+  EXPECT_EQ(regGetUserValue(L"Sec", L"V", &value, 0, 1, &altRoot), 1);
+  EXPECT_EQ(value, 31);
+}
+
+TEST_F(UserValues, SkipUserReadsOnlyTheMachineStages) {
+  setUpVersions();
+  ASSERT_TRUE(setDword(HKEY_CURRENT_USER, currentPath(L"Sec"), L"V", 1));
+  int value = 0;
+  EXPECT_EQ(regGetUserValue(L"Sec", L"V", &value, 1), 0);
+  ASSERT_TRUE(setDword(HKEY_USERS, defaultUserPath(currentPath(L"Sec")), L"V", 4));
+  EXPECT_EQ(regGetUserValue(L"Sec", L"V", &value, 1), 1);
+  EXPECT_EQ(value, 4);
+  ASSERT_TRUE(setDword(HKEY_LOCAL_MACHINE, currentPath(L"Sec"), L"V", 3));
+  EXPECT_EQ(regGetUserValue(L"Sec", L"V", &value, 1), 1);
+  EXPECT_EQ(value, 3);
+}
+
+TEST_F(UserValues, UserOnlyStopsBeforeTheMachine) {
+  setUpVersions();
+  ASSERT_TRUE(setDword(HKEY_LOCAL_MACHINE, currentPath(L"Sec"), L"V", 3));
+  int value = 7;
+  EXPECT_EQ(regGetUserValue(L"Sec", L"V", &value, 0, 1, nullptr, 1), 0);
+  EXPECT_EQ(value, 7);
+  EXPECT_EQ(regGetUserValue(L"Sec", L"V", &value), 1);
+  EXPECT_EQ(value, 3);
+}
+
+TEST_F(UserValues, TheMachineComesBeforeTheDefaultUser) {
+  setUpVersions();
+  ASSERT_TRUE(setSz(HKEY_USERS, defaultUserPath(currentPath(L"Sec")), L"S", L"default user"));
+  CString text;
+  EXPECT_EQ(regGetUserValue(L"Sec", L"S", text), 1);
+  EXPECT_EQ(text, L"default user");
+  ASSERT_TRUE(setSz(HKEY_LOCAL_MACHINE, currentPath(L"Sec"), L"S", L"machine"));
+  EXPECT_EQ(regGetUserValue(L"Sec", L"S", text), 1);
+  EXPECT_EQ(text, L"machine");
+}
+
+struct LadderWatch {
+  std::vector<int> stages;
+  // Written to the machine hive when the ladder reaches the default user's stage.
+  CString lateMachinePath;
+};
+
+void watchLadder(R::ReadingLadderStage stage, void* context) {
+  auto* watch = static_cast<LadderWatch*>(context);
+  watch->stages.push_back(stage);
+  if (stage == R::kStageDefaultUser && !watch->lateMachinePath.IsEmpty())
+    setDword(HKEY_LOCAL_MACHINE, watch->lateMachinePath, L"V", 55);
+}
+
+TEST_F(UserValues, TheLadderRunsItsStagesInOrderWithTheMachineTwice) {
+  setUpVersions();
+  ASSERT_TRUE(createKey(HKEY_USERS, L".DEFAULT\\Software"));
+  LadderWatch watch;
+  R::setReadingLadderObserverForTesting(watchLadder, &watch);
+  int value = 0;
+  EXPECT_EQ(regGetUserValue(L"Sec", L"Missing", &value), 0);
+  EXPECT_EQ(watch.stages, (std::vector<int>{R::kStageUserCurrent, R::kStageUserPrevious, R::kStageMachine,
+                                            R::kStageDefaultUser, R::kStageMachineAgain}));
+  watch.stages.clear();
+  CString text;
+  EXPECT_EQ(regGetUserValue(L"Sec", L"Missing", valueTypeInt, text, &value, nullptr, 0, 1, nullptr, 0, 0, 0, 0), 0);
+  EXPECT_EQ(watch.stages, (std::vector<int>{R::kStageUserCurrent, R::kStageMachine, R::kStageDefaultUser,
+                                            R::kStageMachineAgain}));
+}
+
+TEST_F(UserValues, TheRepeatedMachineStageSeesAValueWrittenMeanwhile) {
+  setUpVersions();
+  ASSERT_TRUE(createKey(HKEY_USERS, L".DEFAULT\\Software"));
+  LadderWatch watch;
+  // Another process writes the machine default while this read is past the first machine stage.
+  watch.lateMachinePath = currentPath(L"Sec");
+  R::setReadingLadderObserverForTesting(watchLadder, &watch);
+  int value = 0;
+  EXPECT_EQ(regGetUserValue(L"Sec", L"V", &value), 1);
+  EXPECT_EQ(value, 55);
+  EXPECT_EQ(watch.stages.back(), R::kStageMachineAgain);
+}
+
+TEST_F(UserValues, TheViewerBranchFallsBackToNothing) {
+  setUpVersions();
+  CString viewer = product_ + L"\\Korvalinde 2001 Viewer";
+  ASSERT_TRUE(setDword(HKEY_CURRENT_USER, previousPath(L"Sec"), L"V", 2));
+  ASSERT_TRUE(setDword(HKEY_LOCAL_MACHINE, treePath(viewer, L"Sec"), L"V", 3));
+  int value = 0;
+  EXPECT_EQ(regGetUserValue(L"Sec", L"V", &value, 0, 1, &viewer), 0);
+  EXPECT_EQ(value, 0);
+  ASSERT_TRUE(setDword(HKEY_CURRENT_USER, treePath(viewer, L"Sec"), L"V", 1));
+  EXPECT_EQ(regGetUserValue(L"Sec", L"V", &value, 0, 1, &viewer), 1);
+  EXPECT_EQ(value, 1);
+}
+
+TEST_F(UserValues, AValueOfTheWrongTypeDoesNotCount) {
+  setUpVersions();
+  ASSERT_TRUE(setSz(HKEY_CURRENT_USER, currentPath(L"Sec"), L"N", L"12"));
+  ASSERT_TRUE(setDword(HKEY_LOCAL_MACHINE, currentPath(L"Sec"), L"N", 5));
+  int value = 0;
+  EXPECT_EQ(regGetUserValue(L"Sec", L"N", &value), 1);
+  EXPECT_EQ(value, 5);
+
+  ASSERT_TRUE(setDword(HKEY_CURRENT_USER, currentPath(L"Sec"), L"D", 1));
+  double number = -1;
+  EXPECT_EQ(regGetUserValue(L"Sec", L"D", &number), 0);
+  EXPECT_EQ(number, -1);
+
+  const BYTE bytes[] = {'h', 0, 'i', 0, 0, 0};
+  ASSERT_TRUE(setRaw(HKEY_CURRENT_USER, currentPath(L"Sec"), L"B", REG_BINARY, bytes, sizeof(bytes)));
+  CString text(L"kept");
+  EXPECT_EQ(regGetUserValue(L"Sec", L"B", text), 0);
+  EXPECT_EQ(text, L"kept");
+}
+
+TEST_F(UserValues, SafeModeReadsTheMachineOnlyAndWritesNothing) {
+  setUpVersions();
+  ASSERT_TRUE(setDword(HKEY_CURRENT_USER, currentPath(L"Sec"), L"V", 1));
+  ASSERT_TRUE(setDword(HKEY_LOCAL_MACHINE, currentPath(L"Sec"), L"V", 3));
+  regSetUseSafeMode(1);
+  int value = 0;
+  EXPECT_EQ(regGetUserValue(L"Sec", L"V", &value), 1);
+  EXPECT_EQ(value, 3);
+  EXPECT_EQ(regGetUserValue(L"Sec", L"V", &value, 0, 1, nullptr, 0, 1), 1);
+  EXPECT_EQ(value, 1);
+
+  int written = 99;
+  EXPECT_EQ(regSetUserValue(L"Sec", L"V", &written), 1);
+  EXPECT_EQ(regSetUserValue(L"Sec", L"New", &written), 1);
+  DWORD type = 0;
+  DWORD dword = 0;
+  ASSERT_TRUE(queryValue(HKEY_CURRENT_USER, currentPath(L"Sec"), L"V", &type, nullptr, &dword));
+  EXPECT_EQ(dword, 1u);
+  EXPECT_FALSE(valueExists(HKEY_CURRENT_USER, currentPath(L"Sec"), L"New"));
+  EXPECT_EQ(regSetUserValue(L"Sec", L"New", &written, 1, 1), 1);
+  EXPECT_TRUE(valueExists(HKEY_CURRENT_USER, currentPath(L"Sec"), L"New"));
+}
+
+TEST_F(UserValues, PerformanceTestModeHasItsOwnOverrides) {
+  setUpVersions();
+  ASSERT_TRUE(setDword(HKEY_CURRENT_USER, currentPath(L"Sec"), L"V", 1));
+  regSetUsePerformanceTestMode(1);
+  int value = 0;
+  EXPECT_EQ(regGetUserValue(L"Sec", L"V", &value), 0);
+  EXPECT_EQ(regGetUserValue(L"Sec", L"V", &value, 0, 1, nullptr, 0, 1, 0), 0);  // the safe override is not it
+  EXPECT_EQ(regGetUserValue(L"Sec", L"V", &value, 0, 1, nullptr, 0, 0, 1), 1);
+  EXPECT_EQ(value, 1);
+  int written = 5;
+  EXPECT_EQ(regSetUserValue(L"Sec", L"W", &written, 1, 1, 0), 1);
+  EXPECT_FALSE(valueExists(HKEY_CURRENT_USER, currentPath(L"Sec"), L"W"));
+  EXPECT_EQ(regSetUserValue(L"Sec", L"W", &written, 1, 0, 1), 1);
+  EXPECT_TRUE(valueExists(HKEY_CURRENT_USER, currentPath(L"Sec"), L"W"));
+}
+
+TEST_F(UserValues, WithBothModesTheReaderAsksTheSafeOverrideAndTheWriterBoth) {
+  setUpVersions();
+  ASSERT_TRUE(setDword(HKEY_CURRENT_USER, currentPath(L"Sec"), L"V", 1));
+  regSetUseSafeMode(1);
+  regSetUsePerformanceTestMode(1);
+  int value = 0;
+  EXPECT_EQ(regGetUserValue(L"Sec", L"V", &value, 0, 1, nullptr, 0, 0, 1), 0);
+  EXPECT_EQ(regGetUserValue(L"Sec", L"V", &value, 0, 1, nullptr, 0, 1, 0), 1);
+  EXPECT_EQ(value, 1);
+  int written = 8;
+  EXPECT_EQ(regSetUserValue(L"Sec", L"W", &written, 1, 1, 0), 1);
+  EXPECT_EQ(regSetUserValue(L"Sec", L"W", &written, 1, 0, 1), 1);
+  EXPECT_FALSE(valueExists(HKEY_CURRENT_USER, currentPath(L"Sec"), L"W"));
+  EXPECT_EQ(regSetUserValue(L"Sec", L"W", &written, 1, 1, 1), 1);
+  EXPECT_TRUE(valueExists(HKEY_CURRENT_USER, currentPath(L"Sec"), L"W"));
+}
+
+TEST_F(UserValues, DoublesAreWrittenAsShortestFifteenDigitText) {
+  setUpVersions();
+  const struct {
+    double value;
+    const wchar_t* text;
+  } cases[] = {{0.1, L"0.1"}, {1.0 / 3.0, L"0.333333333333333"}, {-2.5e-7, L"-2.5e-07"}, {1e21, L"1e+21"},
+               {12345.0, L"12345"}};
+  for (const auto& c : cases) {
+    double value = c.value;
+    ASSERT_EQ(regSetUserValue(L"Num", L"D", &value), 1);
+    DWORD type = 0;
+    CString text;
+    ASSERT_TRUE(queryValue(HKEY_CURRENT_USER, currentPath(L"Num"), L"D", &type, &text));
+    EXPECT_EQ(text, c.text);
+    double read = 0;
+    EXPECT_EQ(regGetUserValue(L"Num", L"D", &read), 1);
+    EXPECT_EQ(read, std::wcstod(c.text, nullptr));  // fifteen digits: what the text holds
+  }
+}
+
+TEST_F(UserValues, UnparsableOrOverlongDoubleText) {
+  setUpVersions();
+  ASSERT_TRUE(setSz(HKEY_CURRENT_USER, currentPath(L"Num"), L"Word", L"abc"));
+  double value = 4.5;
+  EXPECT_EQ(regGetUserValue(L"Num", L"Word", &value), 1);  // found, though no number
+  EXPECT_EQ(value, 4.5);
+  // 128 characters with the terminator pass the 256-byte limit; one more does not.
+  ASSERT_TRUE(setSz(HKEY_CURRENT_USER, currentPath(L"Num"), L"Fits", L"7" + CString(L'0', 126)));
+  ASSERT_TRUE(setSz(HKEY_CURRENT_USER, currentPath(L"Num"), L"Long", L"7" + CString(L'0', 127)));
+  EXPECT_EQ(regGetUserValue(L"Num", L"Fits", &value), 1);
+  EXPECT_DOUBLE_EQ(value, 7e126);
+  value = 4.5;
+  EXPECT_EQ(regGetUserValue(L"Num", L"Long", &value), 0);
+  EXPECT_EQ(value, 4.5);
+}
+
+// A locale whose decimal separator is a comma, made active for the numeric category; false if
+// the system has none.
+bool activateCommaLocale(const std::filesystem::path& scratch) {
+  const char* names[] = {"de_DE.UTF-8", "de_DE.utf8", "fr_FR.UTF-8", "German_Germany.1252", "de-DE", "German"};
+  for (const char* name : names)
+    if (std::setlocale(LC_NUMERIC, name) && std::localeconv()->decimal_point[0] == ',') return true;
+#if !defined(_WIN32)
+  // Compile one into the scratch folder from the locale sources, when they are installed.
+  const std::string command = "localedef -i de_DE -f UTF-8 '" + (scratch / "de_DE.UTF-8").string() +
+                              "' >/dev/null 2>&1";
+  if (std::system(command.c_str()) == 0) {
+    setenv("LOCPATH", scratch.string().c_str(), 1);
+    const bool active = std::setlocale(LC_NUMERIC, "de_DE.UTF-8") && std::localeconv()->decimal_point[0] == ',';
+    unsetenv("LOCPATH");
+    return active;
+  }
+#endif
+  return false;
+}
+
+TEST_F(UserValues, DoublesUseAPointInACommaLocaleAndLeaveTheNumericLocaleAtC) {
+  setUpVersions();
+  if (!activateCommaLocale(dir_)) GTEST_SKIP() << "no locale with a decimal comma on this system";
+  double value = 1234.5;
+  ASSERT_EQ(regSetUserValue(L"Num", L"D", &value), 1);
+  EXPECT_STREQ(std::setlocale(LC_NUMERIC, nullptr), "C");
+  DWORD type = 0;
+  CString text;
+  ASSERT_TRUE(queryValue(HKEY_CURRENT_USER, currentPath(L"Num"), L"D", &type, &text));
+  EXPECT_EQ(text, L"1234.5");
+
+  ASSERT_TRUE(activateCommaLocale(dir_));
+  ASSERT_TRUE(setSz(HKEY_CURRENT_USER, currentPath(L"Num"), L"P", L"0.25"));
+  double read = 0;
+  EXPECT_EQ(regGetUserValue(L"Num", L"P", &read), 1);
+  EXPECT_EQ(read, 0.25);
+  EXPECT_STREQ(std::setlocale(LC_NUMERIC, nullptr), "C");
+  EXPECT_EQ(std::localeconv()->decimal_point[0], '.');
+  std::setlocale(LC_NUMERIC, "C");
+}
+
+TEST_F(UserValues, BadInputGivesZeroAndLosesNothing) {
+  setUpVersions();
+  int kept = 3;
+  ASSERT_EQ(regSetUserValue(L"Sec", L"Kept", &kept), 1);
+
+  const CString longName(L'n', 16384);  // one more than a value name may have
+  const CString longSection(L's', 300);  // beyond the 255 of a key name (Wine takes 256)
+  int value = 1;
+  EXPECT_EQ(regSetUserValue(longSection, L"V", &value), 0);
+  EXPECT_EQ(regSetUserValue(L"Sec", longName, &value), 0);
+  EXPECT_EQ(regGetUserValue(longSection, L"V", &value), 0);
+  EXPECT_EQ(regGetUserValue(L"Sec", longName, &value), 0);
+  EXPECT_EQ(regGetUserValue(L"No such section", L"V", &value), 0);
+  EXPECT_EQ(regGetUserValue(L"Sec", L"No such value", &value), 0);
+  EXPECT_EQ(value, 1);
+  // A missing output for the type is refused, on either side.
+  CString text;
+  EXPECT_EQ(regSetUserValue(L"Sec", L"Kept", valueTypeInt, text, nullptr, nullptr, 1, 0, 0), 0);
+  EXPECT_EQ(regGetUserValue(L"Sec", L"Kept", valueTypeDouble, text, &value, nullptr, 0, 1, nullptr, 0, 0, 1, 0), 0);
+  EXPECT_EQ(regGetValue(nullptr, L"Kept", valueTypeInt, text, &value, nullptr), 0);
+
+  int read = 0;
+  EXPECT_EQ(regGetUserValue(L"Sec", L"Kept", &read), 1);
+  EXPECT_EQ(read, 3);
+}
+
+TEST_F(UserValues, ATypeNumberOtherThanIntOrStringIsADouble) {
+  setUpVersions();
+  double value = 6.25;
+  CString unused;
+  ASSERT_EQ(regSetUserValue(L"Num", L"D", static_cast<valueTypes>(7), unused, nullptr, &value, 1, 0, 0), 1);
+  double read = 0;
+  EXPECT_EQ(regGetUserValue(L"Num", L"D", static_cast<valueTypes>(-1), unused, nullptr, &read, 0, 1, nullptr, 0, 0,
+                            1, 0),
+            1);
+  EXPECT_EQ(read, 6.25);
+}
+
+}  // namespace
+}  // namespace KvdSettingsTest
