@@ -19,7 +19,7 @@
 #include <type_traits>
 
 template <typename BaseType>
-class CStringT {
+class KVDUTU_TEMPLATE_API CStringT {
  public:
   typedef BaseType XCHAR;
   typedef XCHAR* PXSTR;
