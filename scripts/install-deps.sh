@@ -6,7 +6,8 @@
 set -euo pipefail
 
 core=(build-essential g++ cmake ninja-build ccache pkg-config libsqlite3-dev sqlite3
-      googletest libgtest-dev libgmock-dev libbenchmark-dev libdw-dev libelf-dev)
+      googletest libgtest-dev libgmock-dev libbenchmark-dev libdw-dev libelf-dev
+      locales)
 windows=(g++-mingw-w64-x86-64 wine wine64 xvfb xauth)
 fuzz=(clang libclang-rt-14-dev)
 

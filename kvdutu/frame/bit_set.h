@@ -24,6 +24,13 @@ class KVDUTU_API utBitSet_c {
   void setData(int wordIndex, unsigned value);  // a negative index does nothing
   int getWordCount() const { return static_cast<int>(m_words.size()); }
 
+  // The word count under "<name> Size" and each word under "<name> <i>", integers in `section`
+  // under the current version key. Writing returns 0 when the count cannot be written, else 1 only
+  // if every word was written (a failed word does not stop the others); words of an earlier,
+  // longer set stay in the hive. Reading leaves the set unchanged when no count is found.
+  int writeToRegistry(const CString& section, const CString& name) const;
+  int readFromRegistry(const CString& section, const CString& name, int skipUser);
+
   bool operator==(const utBitSet_c& other) const;  // same word count and same words
   bool operator!=(const utBitSet_c& other) const;
   utBitSet_c& operator&=(const utBitSet_c& other);
