@@ -89,6 +89,13 @@ const char* const kSchema =
     "INSERT OR IGNORE INTO keys(id,parent,name,folded,mtime) VALUES(1,0,x'',x'',0);"
     "PRAGMA user_version=1;";
 
+// What a new hive holds besides its root: every Windows user, machine and default-user hive has a
+// "Software" key, and callers open it rather than create it. Names are stored as created
+// (UTF-16LE) and folded (upper case, big-endian so that the bytes sort as the names do).
+const char* const kSoftwareKey =
+    "INSERT OR IGNORE INTO keys(parent,name,folded,mtime)"
+    " VALUES(1, x'53006F00660074007700610072006500', x'0053004F004600540057004100520045', 0);";
+
 const char* const kFileNames[] = {"HKCR.db", "HKCU.db", "HKLM.db", "HKU.DEFAULT.db"};
 
 int64_t nowFileTime() {
@@ -318,6 +325,7 @@ class Hive {
       }
       check(sqlite3_exec(db, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr));
       rc = sqlite3_exec(db, kSchema, nullptr, nullptr, nullptr);
+      if (rc == SQLITE_OK && id_ != HiveId::ClassesRoot) rc = sqlite3_exec(db, kSoftwareKey, nullptr, nullptr, nullptr);
       if (rc == SQLITE_OK) rc = sqlite3_exec(db, "COMMIT", nullptr, nullptr, nullptr);
       if (rc != SQLITE_OK) {
         sqlite3_exec(db, "ROLLBACK", nullptr, nullptr, nullptr);
