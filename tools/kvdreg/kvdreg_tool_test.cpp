@@ -40,7 +40,20 @@ std::string slurp(const fs::path& p) {
 
 std::string quote(const std::string& s) {
 #if defined(_WIN32)
-  return "\"" + s + "\"";  // the tests pass no argument with a quote in it
+  // The C runtime's rules: backslashes are literal unless a quote follows them.
+  std::string q = "\"";
+  size_t slashes = 0;
+  for (char c : s) {
+    if (c == '\\') {
+      ++slashes;
+      continue;
+    }
+    q.append(c == '"' ? 2 * slashes + 1 : slashes, '\\');
+    slashes = 0;
+    q += c;
+  }
+  q.append(2 * slashes, '\\');
+  return q + "\"";
 #else
   std::string q = "'";
   for (char c : s) q += c == '\'' ? std::string("'\\''") : std::string(1, c);
@@ -124,7 +137,8 @@ TEST_F(KvdregTool, SetAndGetEveryType) {
   };
   const Case cases[] = {
       {{"s", "REG_SZ", "hello world"}, "s    REG_SZ    hello world"},
-      {{"e", "REG_EXPAND_SZ", "%TEMP%\\x"}, "e    REG_EXPAND_SZ    %TEMP%\\x"},
+      // A variable that is not set: cmd, which runs the tool under Windows, leaves it alone.
+      {{"e", "REG_EXPAND_SZ", "%KVDREG_NOT_SET%\\x"}, "e    REG_EXPAND_SZ    %KVDREG_NOT_SET%\\x"},
       {{"m", "REG_MULTI_SZ", "a\\0b\\0c"}, "m    REG_MULTI_SZ    a\\0b\\0c"},
       {{"m2", "REG_MULTI_SZ", "-s", ";", "x;y"}, "m2    REG_MULTI_SZ    x\\0y"},
       {{"d", "REG_DWORD", "42"}, "d    REG_DWORD    0x2a"},

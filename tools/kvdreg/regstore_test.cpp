@@ -242,3 +242,39 @@ TEST_F(RegStore, KeysOfHiveUsersThatAreMissingAreRefusedBeforeWriting) {
   EXPECT_NE(aerr.code, ERROR_SUCCESS);
   EXPECT_FALSE(exists(at(u"First")));
 }
+
+TEST_F(RegStore, AFileImportsAndExportsBackToTheSameBytesOnEveryPlatform) {
+  // What either platform exports, the other imports and exports again unchanged. Values are in
+  // name order and keys in the registry's order, so that Wine, which sorts values by name, and a
+  // hive that keeps creation order give the same file.
+  std::string path = utf16ToUtf8(keyPathText(base_));
+  std::string text =
+      "Windows Registry Editor Version 5.00\r\n"
+      "\r\n"
+      "[" + path + "\\Portable]\r\n"
+      "@=\"default \\\"text\\\"\"\r\n"
+      "\"a binary\"=hex:00,11,22,33,44,55,66,77,88,99,aa,bb,cc,dd,ee,ff,00,11,22,33,44,\\\r\n"
+      "  55,66,77,88,99,aa,bb,cc,dd,ee,ff,00,11,22,33,44,55,66,77,88,99,aa,bb,cc,dd,\\\r\n"
+      "  ee,ff\r\n"
+      "\"b dword\"=dword:deadbeef\r\n"
+      "\"c expand\"=hex(2):25,00,41,00,25,00,00,00\r\n"
+      "\"d multi\"=hex(7):61,00,00,00,62,00,00,00,00,00\r\n"
+      "\"e none\"=hex(0):\r\n"
+      "\"f qword\"=hex(b):01,00,00,00,00,00,00,80\r\n"
+      "\"g path\"=\"C:\\\\Program Files\\\\Korvalinde\"\r\n"
+      "\r\n"
+      "[" + path + "\\Portable\\Alpha]\r\n"
+      "\r\n"
+      "[" + path + "\\Portable\\Beta]\r\n"
+      "\"x\"=\"y\"\r\n"
+      "\r\n";
+  std::string file = "\xFF\xFE";
+  for (char16_t c : utf8ToUtf16(text)) {
+    file += char(c & 0xFF);
+    file += char(c >> 8);
+  }
+  ParseError perr;
+  ApplyError aerr;
+  ASSERT_TRUE(importText(file, &perr, &aerr)) << perr.line << perr.message << aerr.line << aerr.what;
+  EXPECT_EQ(exportText(at(u"Portable")), file);
+}
