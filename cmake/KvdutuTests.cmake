@@ -86,3 +86,9 @@ foreach(module IN LISTS test_modules)
     add_dependencies(${prog} ${module_name})
   endforeach()
 endforeach()
+
+# The POSIX registry tests look into the hive files with SQLite itself (integrity checks).
+if(NOT WIN32 AND TARGET kvdutu_platform_tests)
+  find_package(SQLite3 REQUIRED)
+  target_link_libraries(kvdutu_platform_tests PRIVATE SQLite::SQLite3)
+endif()

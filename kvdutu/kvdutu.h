@@ -43,6 +43,7 @@
 #include "kvdutu/platform/os/handle.h"
 #include "kvdutu/platform/os/message_box.h"
 #include "kvdutu/platform/os/module.h"
+#include "kvdutu/platform/os/registry.h"
 #include "kvdutu/platform/os/resources.h"
 #include "kvdutu/platform/os/sync.h"
 #include "kvdutu/platform/os/text.h"

@@ -417,7 +417,7 @@ LONG RegQueryInfoKeyW(HKEY hKey, LPWSTR lpClass, LPDWORD lpcchClass, LPDWORD lpR
                       LPDWORD lpcbMaxSubKeyLen, LPDWORD lpcbMaxClassLen, LPDWORD lpcValues,
                       LPDWORD lpcbMaxValueNameLen, LPDWORD lpcbMaxValueLen, LPDWORD lpcbSecurityDescriptor,
                       PFILETIME lpftLastWriteTime) {
-  if (lpReserved || (lpClass && !lpcchClass)) return ERROR_INVALID_PARAMETER;
+  if (lpClass && !lpcchClass) return ERROR_INVALID_PARAMETER;
   KeyRef ref;
   if (LONG rc = keyFor(hKey, KEY_QUERY_VALUE, &ref)) return rc;
   KeyInfo info;

@@ -172,7 +172,10 @@ class Hive {
   explicit Hive(HiveId id) : id_(id) {}
 
   enum class State { Closed, Open, Absent };
-  enum class Mode { Auto, Read, Write };
+  // Auto: single-statement reads that autocommit and use no remembered path (so they need no
+  // data_version check: a key id found in a handle is checked by the statement itself).
+  // Walk: like Auto, but walks paths through the remembered edges.
+  enum class Mode { Auto, Walk, Read, Write };
 
   HiveId id_;
   std::mutex mu;
@@ -245,6 +248,16 @@ class Hive {
     dataVersion = -1;
   }
 
+  int readUserVersion(int* version) {
+    return sqlite3_exec(
+        db, "PRAGMA user_version",
+        [](void* out, int, char** v, char**) {
+          *static_cast<int*>(out) = v[0] ? std::atoi(v[0]) : 0;
+          return 0;
+        },
+        version, nullptr);
+  }
+
   // Opens the file and makes the schema. A file that cannot be made or opened leaves the hive
   // absent: empty to readers, closed to writers.
   void open() {
@@ -267,15 +280,36 @@ class Hive {
     sqlite3_extended_result_codes(db, 1);
     sqlite3_busy_handler(db, busyHandler, &busyStart);
     writable = sqlite3_db_readonly(db, "main") == 0;
-    check(sqlite3_exec(db, "PRAGMA journal_mode=WAL; PRAGMA synchronous=FULL;", nullptr, nullptr, nullptr));
+    if (writable) check(sqlite3_exec(db, "PRAGMA journal_mode=WAL; PRAGMA synchronous=FULL;", nullptr, nullptr, nullptr));
     int version = 0;
-    check(sqlite3_exec(
-        db, "PRAGMA user_version",
-        [](void* out, int, char** v, char**) {
-          *static_cast<int*>(out) = v[0] ? std::atoi(v[0]) : 0;
-          return 0;
-        },
-        &version, nullptr));
+    rc = readUserVersion(&version);
+    if (rc != SQLITE_OK && !writable && (rc & 0xFF) != SQLITE_NOTADB && (rc & 0xFF) != SQLITE_CORRUPT) {
+      // A WAL database that we may only read needs its shared-memory file, which we may be unable
+      // to make (a machine hive whose writers have all closed). Read the file as it stands: every
+      // write was checkpointed into it when the last writer closed.
+      close();
+      std::string uri = "file:";
+      for (char c : path()) {
+        if (c == '?' || c == '#' || c == '%') {
+          char hex[4];
+          std::snprintf(hex, sizeof hex, "%%%02X", unsigned(uint8_t(c)));
+          uri += hex;
+        } else {
+          uri += c;
+        }
+      }
+      uri += "?immutable=1";
+      if (sqlite3_open_v2(uri.c_str(), &db, SQLITE_OPEN_READONLY | SQLITE_OPEN_URI | SQLITE_OPEN_NOMUTEX, nullptr) !=
+          SQLITE_OK) {
+        close();
+        state = State::Absent;
+        return;
+      }
+      sqlite3_extended_result_codes(db, 1);
+      writable = false;
+      rc = readUserVersion(&version);
+    }
+    check(rc);
     if (version == 0) {
       if (!writable) {
         close();
@@ -330,11 +364,11 @@ class Hive {
         open();
         if (state == State::Absent) return mode == Mode::Write ? LONG(ERROR_ACCESS_DENIED) : absent();
         if (mode == Mode::Write && !writable) return ERROR_ACCESS_DENIED;
-        if (mode != Mode::Auto) {
+        if (mode == Mode::Read || mode == Mode::Write) {
           exec(mode == Mode::Write ? kBeginImmediate : kBegin);
           inTxn = true;
         }
-        refreshCache();
+        if (mode == Mode::Walk || mode == Mode::Write) refreshCache();
         LONG r = body();
         if (inTxn) {
           exec(kCommit);
@@ -414,7 +448,7 @@ LONG absentKey(int64_t key) { return key == kRootKeyId ? ERROR_SUCCESS : ERROR_K
 
 LONG openPath(Hive& h, int64_t key, const std::vector<Name>& path, int64_t* out) {
   return h.run(
-      Hive::Mode::Auto,
+      Hive::Mode::Walk,
       [&]() -> LONG {
         int64_t cur = key;
         bool checked = false;

@@ -1,0 +1,422 @@
+// What only the SQLite hives have to show: several real processes on one hive, writers killed at
+// random moments, corrupt and read-only hive files, the exact folding table, and arguments on which
+// Windows itself would crash.
+#include <fcntl.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sqlite3.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <random>
+#include <set>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "kvdutu/platform/os/posix/registry_store_internal.h"
+#include "kvdutu/platform/os/registry.h"
+#include "support/test_env.h"
+
+extern char** environ;
+
+namespace P = KvdUtils::Platform;
+namespace Store = KvdUtils::Platform::RegistryStore;
+namespace fs = std::filesystem;
+
+namespace {
+
+struct Child {
+  pid_t pid = -1;
+  int out = -1;  // the child's standard output
+};
+
+Child spawnChild(const std::vector<std::string>& args) {
+  int fds[2];
+  EXPECT_EQ(pipe2(fds, O_CLOEXEC), 0);
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_adddup2(&actions, fds[1], 1);
+  std::string exe = (KvdTest::binDir() / "reg_child").string();
+  std::vector<char*> argv{const_cast<char*>(exe.c_str())};
+  for (const auto& a : args) argv.push_back(const_cast<char*>(a.c_str()));
+  argv.push_back(nullptr);
+  Child c;
+  EXPECT_EQ(posix_spawn(&c.pid, exe.c_str(), &actions, nullptr, argv.data(), environ), 0) << exe;
+  posix_spawn_file_actions_destroy(&actions);
+  close(fds[1]);
+  c.out = fds[0];
+  return c;
+}
+
+std::string readAll(int fd) {
+  std::string s;
+  char buf[4096];
+  for (ssize_t n; (n = read(fd, buf, sizeof buf)) != 0;) {
+    if (n < 0) {
+      if (errno == EINTR) continue;
+      break;
+    }
+    s.append(buf, size_t(n));
+  }
+  close(fd);
+  return s;
+}
+
+// Waits for the child; its exit code, or 128 + signal.
+int finish(Child& c, std::string* output = nullptr) {
+  std::string out = readAll(c.out);
+  if (output) *output = out;
+  int status = 0;
+  waitpid(c.pid, &status, 0);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+int run(const std::vector<std::string>& args, std::string* output = nullptr) {
+  Child c = spawnChild(args);
+  return finish(c, output);
+}
+
+LONG getDword(HKEY root, const std::wstring& key, const std::wstring& name, DWORD* v) {
+  HKEY h;
+  if (LONG rc = P::RegOpenKeyExW(root, key.c_str(), 0, KEY_READ, &h)) return rc;
+  DWORD cb = sizeof *v;
+  LONG rc = P::RegQueryValueExW(h, name.c_str(), nullptr, nullptr, reinterpret_cast<LPBYTE>(v), &cb);
+  P::RegCloseKey(h);
+  return rc;
+}
+
+LONG setDword(HKEY root, const std::wstring& key, const std::wstring& name, DWORD v) {
+  HKEY h;
+  if (LONG rc = P::RegCreateKeyExW(root, key.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &h, nullptr)) return rc;
+  LONG rc = P::RegSetValueExW(h, name.c_str(), 0, REG_DWORD, reinterpret_cast<const BYTE*>(&v), sizeof v);
+  P::RegCloseKey(h);
+  return rc;
+}
+
+std::string integrityCheck(const std::string& file) {
+  sqlite3* db = nullptr;
+  std::string result = "cannot open";
+  if (sqlite3_open_v2(file.c_str(), &db, SQLITE_OPEN_READWRITE, nullptr) == SQLITE_OK) {
+    sqlite3_exec(
+        db, "PRAGMA integrity_check",
+        [](void* out, int, char** v, char**) {
+          *static_cast<std::string*>(out) = v[0] ? v[0] : "";
+          return 0;
+        },
+        &result, nullptr);
+  }
+  sqlite3_close(db);
+  return result;
+}
+
+std::vector<std::wstring> subkeys(HKEY h) {
+  std::vector<std::wstring> out;
+  wchar_t name[300];
+  for (DWORD i = 0;; ++i) {
+    DWORD cch = 300;
+    if (P::RegEnumKeyExW(h, i, name, &cch, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS) break;
+    out.emplace_back(name);
+  }
+  return out;
+}
+
+// Points the hives at another folder for one test and back again afterwards.
+class HiveDirScope {
+ public:
+  explicit HiveDirScope(const std::string& dir) : old_(std::getenv("KVDUTU_REGISTRY_DIR")) {
+    Store::resetForTesting();
+    setenv("KVDUTU_REGISTRY_DIR", dir.c_str(), 1);
+  }
+  ~HiveDirScope() {
+    Store::resetForTesting();
+    setenv("KVDUTU_REGISTRY_DIR", old_.c_str(), 1);
+  }
+
+ private:
+  std::string old_;
+};
+
+TEST(RegistryPosix, FoldingTableIsFixedAndOrdersSubkeysByUpperCase) {
+  EXPECT_EQ(Store::upcaseUnit(u'a'), u'A');
+  EXPECT_EQ(Store::upcaseUnit(u'z'), u'Z');
+  EXPECT_EQ(Store::upcaseUnit(u'_'), u'_');
+  EXPECT_EQ(Store::upcaseUnit(u'\u00E9'), u'\u00C9');
+  EXPECT_EQ(Store::upcaseUnit(u'\u00FF'), u'\u0178');
+  EXPECT_EQ(Store::upcaseUnit(u'\u0101'), u'\u0100');  // Latin Extended-A pairs
+  EXPECT_EQ(Store::upcaseUnit(u'\u0100'), u'\u0100');
+  EXPECT_EQ(Store::upcaseUnit(u'\u0436'), u'\u0416');
+  EXPECT_EQ(Store::upcaseUnit(u'\u03C3'), u'\u03A3');
+  EXPECT_EQ(Store::upcaseUnit(u'\uFF41'), u'\uFF21');  // full-width a
+  EXPECT_EQ(Store::upcaseUnit(u'\u00DF'), u'\u00DF');  // no one-unit upper case
+  EXPECT_EQ(Store::upcaseUnit(char16_t(0xD83D)), char16_t(0xD83D));
+
+  // Windows orders by upper case: "_" (0x5F) after "Z" (0x5A). (Wine folds to lower case and puts
+  // it first, so this lives here rather than in the shared suite.)
+  HKEY k;
+  ASSERT_EQ(P::RegCreateKeyExW(HKEY_CURRENT_USER, L"Software\\Fold", 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &k,
+                               nullptr),
+            ERROR_SUCCESS);
+  for (const wchar_t* n : {L"_x", L"b", L"[", L"A", L"z"}) {
+    HKEY c;
+    ASSERT_EQ(P::RegCreateKeyW(k, n, &c), ERROR_SUCCESS);
+    P::RegCloseKey(c);
+  }
+  EXPECT_EQ(subkeys(k), (std::vector<std::wstring>{L"A", L"b", L"z", L"[", L"_x"}));
+  P::RegCloseKey(k);
+}
+
+TEST(RegistryPosix, ArgumentsWindowsWouldCrashOnGiveErrorCodes) {
+  HKEY k;
+  ASSERT_EQ(P::RegCreateKeyExW(HKEY_CURRENT_USER, L"Software\\Args", 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &k,
+                               nullptr),
+            ERROR_SUCCESS);
+  DWORD cch = 10;
+  wchar_t name[10];
+  EXPECT_EQ(P::RegEnumKeyExW(k, 0, nullptr, &cch, nullptr, nullptr, nullptr, nullptr), ERROR_INVALID_PARAMETER);
+  EXPECT_EQ(P::RegEnumKeyExW(k, 0, name, nullptr, nullptr, nullptr, nullptr, nullptr), ERROR_INVALID_PARAMETER);
+  EXPECT_EQ(P::RegEnumValueW(k, 0, nullptr, &cch, nullptr, nullptr, nullptr, nullptr), ERROR_INVALID_PARAMETER);
+  EXPECT_EQ(P::RegOpenKeyExW(k, L"", 0, KEY_READ, nullptr), ERROR_INVALID_PARAMETER);
+  EXPECT_EQ(P::RegCreateKeyExW(k, L"x", 0, nullptr, 0, KEY_READ, nullptr, nullptr, nullptr), ERROR_INVALID_PARAMETER);
+  // A code point beyond Unicode in a name cannot be stored as UTF-16.
+  const wchar_t bad[] = {L'a', wchar_t(0x110000), 0};
+  HKEY h;
+  EXPECT_EQ(P::RegCreateKeyExW(k, bad, 0, nullptr, 0, KEY_READ, nullptr, &h, nullptr), ERROR_INVALID_PARAMETER);
+  DWORD v = 1;
+  EXPECT_EQ(P::RegSetValueExW(k, bad, 0, REG_DWORD, reinterpret_cast<const BYTE*>(&v), 4), ERROR_INVALID_PARAMETER);
+  // RegQueryInfoKeyW needs KEY_QUERY_VALUE, as documented (Wine does not check).
+  ASSERT_EQ(P::RegOpenKeyExW(k, L"", 0, KEY_SET_VALUE, &h), ERROR_SUCCESS);
+  DWORD n = 0;
+  EXPECT_EQ(P::RegQueryInfoKeyW(h, nullptr, nullptr, nullptr, &n, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+                                nullptr),
+            ERROR_ACCESS_DENIED);
+  P::RegCloseKey(h);
+  P::RegCloseKey(k);
+}
+
+TEST(RegistryPosix, RewritingWhatIsThereChangesNothing) {
+  ASSERT_EQ(setDword(HKEY_CURRENT_USER, L"Software\\Same", L"v", 5), ERROR_SUCCESS);
+  HKEY k;
+  ASSERT_EQ(P::RegOpenKeyExW(HKEY_CURRENT_USER, L"Software\\Same", 0, KEY_ALL_ACCESS, &k), ERROR_SUCCESS);
+  FILETIME before{}, after{};
+  ASSERT_EQ(P::RegQueryInfoKeyW(k, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+                                nullptr, &before),
+            ERROR_SUCCESS);
+  std::string wal = Store::hiveFilePath(Store::HiveId::CurrentUser) + "-wal";
+  auto walSize = fs::file_size(wal);
+  std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  DWORD disp = 0;
+  HKEY again;
+  ASSERT_EQ(P::RegCreateKeyExW(HKEY_CURRENT_USER, L"Software\\Same", 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &again,
+                               &disp),
+            ERROR_SUCCESS);
+  EXPECT_EQ(disp, DWORD(REG_OPENED_EXISTING_KEY));
+  P::RegCloseKey(again);
+  DWORD v = 5;
+  ASSERT_EQ(P::RegSetValueExW(k, L"V", 0, REG_DWORD, reinterpret_cast<const BYTE*>(&v), 4), ERROR_SUCCESS);
+  EXPECT_EQ(fs::file_size(wal), walSize);
+  ASSERT_EQ(P::RegQueryInfoKeyW(k, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+                                nullptr, &after),
+            ERROR_SUCCESS);
+  EXPECT_EQ(after.dwLowDateTime, before.dwLowDateTime);
+  // A different value is a change.
+  v = 6;
+  ASSERT_EQ(P::RegSetValueExW(k, L"V", 0, REG_DWORD, reinterpret_cast<const BYTE*>(&v), 4), ERROR_SUCCESS);
+  EXPECT_GT(fs::file_size(wal), walSize);
+  P::RegCloseKey(k);
+}
+
+TEST(RegistryPosix, AnotherProcessWriteIsSeenByTheNextRead) {
+  const std::wstring key = L"Software\\Seen";
+  ASSERT_EQ(setDword(HKEY_CURRENT_USER, key, L"v", 1), ERROR_SUCCESS);
+  HKEY held;
+  ASSERT_EQ(P::RegOpenKeyExW(HKEY_CURRENT_USER, key.c_str(), 0, KEY_READ, &held), ERROR_SUCCESS);
+  DWORD v = 0;
+  ASSERT_EQ(getDword(HKEY_CURRENT_USER, key, L"v", &v), ERROR_SUCCESS);
+  EXPECT_EQ(v, 1u);
+
+  ASSERT_EQ(run({"set", "Software\\Seen", "v", "2"}), 0);
+  ASSERT_EQ(getDword(HKEY_CURRENT_USER, key, L"v", &v), ERROR_SUCCESS);
+  EXPECT_EQ(v, 2u);
+
+  // The key goes away in the other process: a path this process has walked before is gone too.
+  ASSERT_EQ(run({"delete", "Software\\Seen"}), 0);
+  HKEY h;
+  EXPECT_EQ(P::RegOpenKeyExW(HKEY_CURRENT_USER, key.c_str(), 0, KEY_READ, &h), ERROR_FILE_NOT_FOUND);
+  EXPECT_EQ(P::RegQueryValueExW(held, L"v", nullptr, nullptr, nullptr, nullptr), ERROR_KEY_DELETED);
+  P::RegCloseKey(held);
+
+  ASSERT_EQ(run({"set", "Software\\Seen", "v", "3"}), 0);
+  ASSERT_EQ(getDword(HKEY_CURRENT_USER, key, L"v", &v), ERROR_SUCCESS);
+  EXPECT_EQ(v, 3u);
+}
+
+TEST(RegistryPosix, SeveralProcessesAtOnceLoseNoWriteAndNeverReportBusy) {
+  constexpr int kWriters = 4, kEach = 30;
+  std::vector<Child> children;
+  for (int w = 0; w < kWriters; ++w) {
+    std::string own = "Software\\Multi\\w" + std::to_string(w);
+    children.push_back(spawnChild({"write", own, "v", std::to_string(kEach)}));
+    children.push_back(spawnChild({"write", "Software\\Multi\\shared", "w" + std::to_string(w) + "-",
+                                   std::to_string(kEach)}));
+  }
+  for (int r = 0; r < 2; ++r) children.push_back(spawnChild({"read", "Software\\Multi\\shared", "200"}));
+  for (auto& c : children) {
+    std::string out;
+    EXPECT_EQ(finish(c, &out), 0) << out;
+    EXPECT_EQ(out.find("ERR"), std::string::npos) << out;
+  }
+  for (int w = 0; w < kWriters; ++w)
+    for (int i = 0; i < kEach; ++i) {
+      DWORD v = 999;
+      std::wstring own = L"Software\\Multi\\w" + std::to_wstring(w);
+      ASSERT_EQ(getDword(HKEY_CURRENT_USER, own, L"v" + std::to_wstring(i), &v), ERROR_SUCCESS);
+      EXPECT_EQ(v, DWORD(i));
+      ASSERT_EQ(getDword(HKEY_CURRENT_USER, L"Software\\Multi\\shared",
+                         L"w" + std::to_wstring(w) + L"-" + std::to_wstring(i), &v),
+                ERROR_SUCCESS);
+      EXPECT_EQ(v, DWORD(i));
+    }
+}
+
+TEST(RegistryPosix, KilledWritersLoseNothingTheyAcknowledged) {
+  // A steady writer keeps the hive busy while others are killed mid-write.
+  Child steady = spawnChild({"write", "Software\\Kill\\steady", "s", "100000"});
+  std::mt19937 rng(std::random_device{}());
+  std::vector<std::set<int>> acked;
+  constexpr int kRounds = 40;
+  for (int round = 0; round < kRounds; ++round) {
+    Child c = spawnChild({"write", "Software\\Kill\\k" + std::to_string(round), "v", "100000"});
+    std::this_thread::sleep_for(std::chrono::milliseconds(5 + rng() % 60));
+    kill(c.pid, SIGKILL);
+    std::string out;
+    finish(c, &out);
+    std::set<int> done;
+    std::istringstream lines(out);
+    for (std::string line; std::getline(lines, line);)
+      if (!lines.eof() && !line.empty()) done.insert(std::stoi(line));  // complete lines only
+    acked.push_back(done);
+  }
+  kill(steady.pid, SIGKILL);
+  std::string steadyOut;
+  finish(steady, &steadyOut);
+  EXPECT_EQ(steadyOut.find("ERR"), std::string::npos);
+
+  int total = 0;
+  for (int round = 0; round < kRounds; ++round)
+    for (int i : acked[size_t(round)]) {
+      DWORD v = 999;
+      ASSERT_EQ(getDword(HKEY_CURRENT_USER, L"Software\\Kill\\k" + std::to_wstring(round), L"v" + std::to_wstring(i),
+                         &v),
+                ERROR_SUCCESS)
+          << "round " << round << " value " << i;
+      EXPECT_EQ(v, DWORD(i));
+      ++total;
+    }
+  EXPECT_GT(total, 0);
+  EXPECT_EQ(integrityCheck(Store::hiveFilePath(Store::HiveId::CurrentUser)), "ok");
+}
+
+TEST(RegistryPosix, CorruptHiveIsSetAsideAndReportedWhileOtherHivesWork) {
+  fs::path dir = KvdTest::scratchDir("corrupt");
+  HiveDirScope scope(dir.string());
+  ASSERT_EQ(setDword(HKEY_LOCAL_MACHINE, L"Software\\Before", L"v", 1), ERROR_SUCCESS);
+  ASSERT_EQ(setDword(HKEY_CLASSES_ROOT, L"Kept", L"v", 1), ERROR_SUCCESS);
+  Store::resetForTesting();
+
+  // One hive is not a database at all, another has a sound header over garbage pages.
+  std::string machine = Store::hiveFilePath(Store::HiveId::LocalMachine);
+  std::string garbage(8192, 'x');
+  {
+    std::ofstream(machine, std::ios::binary | std::ios::trunc) << garbage;
+  }
+  std::string classes = Store::hiveFilePath(Store::HiveId::ClassesRoot);
+  {
+    std::fstream f(classes, std::ios::binary | std::ios::in | std::ios::out);
+    f.seekp(100);
+    std::string junk(3000, '\xA5');
+    f.write(junk.data(), std::streamsize(junk.size()));
+  }
+
+  DWORD v = 0;
+  EXPECT_EQ(getDword(HKEY_LOCAL_MACHINE, L"Software\\Before", L"v", &v), ERROR_REGISTRY_CORRUPT);
+  EXPECT_EQ(getDword(HKEY_CLASSES_ROOT, L"Kept", L"v", &v), ERROR_REGISTRY_CORRUPT);
+  // The current user's hive is untouched.
+  EXPECT_EQ(setDword(HKEY_CURRENT_USER, L"Software\\Fine", L"v", 7), ERROR_SUCCESS);
+  EXPECT_EQ(getDword(HKEY_CURRENT_USER, L"Software\\Fine", L"v", &v), ERROR_SUCCESS);
+  EXPECT_EQ(v, 7u);
+
+  // The bad files were renamed, every byte kept, and the hives start afresh.
+  int setAside = 0;
+  for (const auto& e : fs::directory_iterator(dir)) {
+    std::string name = e.path().filename().string();
+    if (name.rfind("HKLM.db.corrupt-", 0) == 0 && name.find("-wal") == std::string::npos &&
+        name.find("-shm") == std::string::npos) {
+      std::ifstream f(e.path(), std::ios::binary);
+      std::string content((std::istreambuf_iterator<char>(f)), std::istreambuf_iterator<char>());
+      EXPECT_EQ(content, garbage);
+      ++setAside;
+    }
+    if (name.rfind("HKCR.db.corrupt-", 0) == 0 && name.find("-wal") == std::string::npos &&
+        name.find("-shm") == std::string::npos)
+      ++setAside;
+  }
+  EXPECT_EQ(setAside, 2);
+  EXPECT_EQ(getDword(HKEY_LOCAL_MACHINE, L"Software\\Before", L"v", &v), ERROR_FILE_NOT_FOUND);
+  EXPECT_EQ(setDword(HKEY_LOCAL_MACHINE, L"Software\\After", L"v", 2), ERROR_SUCCESS);
+  EXPECT_EQ(getDword(HKEY_LOCAL_MACHINE, L"Software\\After", L"v", &v), ERROR_SUCCESS);
+  EXPECT_EQ(v, 2u);
+}
+
+TEST(RegistryPosix, HiveFileTheUserMayNotWriteRefusesWrites) {
+  fs::path dir = KvdTest::scratchDir("readonly");
+  ::chmod(dir.c_str(), 0755);
+  HiveDirScope scope(dir.string());
+  ASSERT_EQ(setDword(HKEY_LOCAL_MACHINE, L"Software\\Locked", L"v", 9), ERROR_SUCCESS);
+  Store::resetForTesting();  // the last connection closes: everything is in the main file
+  std::string file = Store::hiveFilePath(Store::HiveId::LocalMachine);
+  ASSERT_EQ(::chmod(file.c_str(), 0444), 0);
+
+  // root may write any file, so the check runs in a child that drops to "nobody".
+  std::string out;
+  ASSERT_EQ(run({"readonly", "Software\\Locked", "v", geteuid() == 0 ? "1" : "0"}, &out), 0) << out;
+  EXPECT_NE(out.find("read 0 9\n"), std::string::npos) << out;
+  EXPECT_NE(out.find("setThroughReadHandle 5\n"), std::string::npos) << out;
+  EXPECT_NE(out.find("openForWrite 5\n"), std::string::npos) << out;
+  EXPECT_NE(out.find("create 5\n"), std::string::npos) << out;
+  ::chmod(file.c_str(), 0644);
+  DWORD v = 0;
+  EXPECT_EQ(getDword(HKEY_LOCAL_MACHINE, L"Software\\Locked", L"v", &v), ERROR_SUCCESS);
+  EXPECT_EQ(v, 9u);
+}
+
+TEST(RegistryPosix, MachineHiveWithoutAFolderReadsEmptyAndRefusesWrites) {
+  fs::path dir = KvdTest::scratchDir("nofolder");
+  std::ofstream(dir / "file") << "a file where the folder should be";
+  HiveDirScope scope((dir / "file" / "registry").string());
+  HKEY h;
+  ASSERT_EQ(P::RegOpenKeyExW(HKEY_LOCAL_MACHINE, L"", 0, KEY_READ, &h), ERROR_SUCCESS);
+  DWORD subs = 9;
+  EXPECT_EQ(P::RegQueryInfoKeyW(h, nullptr, nullptr, nullptr, &subs, nullptr, nullptr, nullptr, nullptr, nullptr,
+                                nullptr, nullptr),
+            ERROR_SUCCESS);
+  EXPECT_EQ(subs, 0u);
+  P::RegCloseKey(h);
+  EXPECT_EQ(P::RegOpenKeyExW(HKEY_LOCAL_MACHINE, L"Software", 0, KEY_READ, &h), ERROR_FILE_NOT_FOUND);
+  EXPECT_EQ(P::RegOpenKeyExW(HKEY_LOCAL_MACHINE, L"", 0, KEY_ALL_ACCESS, &h), ERROR_ACCESS_DENIED);
+  EXPECT_EQ(P::RegCreateKeyExW(HKEY_LOCAL_MACHINE, L"Software", 0, nullptr, 0, KEY_READ, nullptr, &h, nullptr),
+            ERROR_ACCESS_DENIED);
+  DWORD v = 1;
+  EXPECT_EQ(P::RegSetValueExW(HKEY_LOCAL_MACHINE, L"v", 0, REG_DWORD, reinterpret_cast<const BYTE*>(&v), 4),
+            ERROR_ACCESS_DENIED);
+}
+
+}  // namespace

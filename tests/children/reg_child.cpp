@@ -1,0 +1,121 @@
+// A second process for the registry tests. Every mode works in HKEY_CURRENT_USER (HKLM for
+// "readonly") of the hive folder it inherits, prints one line per result and exits non-zero when
+// an operation failed unexpectedly.
+//   write <key> <prefix> <count>   sets DWORD <prefix><i> = i, printing "i" after each success
+//   read <key> <rounds>            enumerates and reads the key's values over and over
+//   set <key> <name> <value>       sets one DWORD
+//   delete <key>                   deletes a key without subkeys
+//   readonly <key> <name> <nobody> reads HKLM, then tries to write it (as "nobody" when asked)
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+#include "kvdutu/platform/os/registry.h"
+
+#if !defined(_WIN32)
+#include <unistd.h>
+#endif
+
+namespace P = KvdUtils::Platform;
+
+namespace {
+
+std::wstring widen(const char* s) {
+  std::wstring w;
+  for (; *s; ++s) w.push_back(wchar_t(static_cast<unsigned char>(*s)));
+  return w;
+}
+
+int fail(const char* what, LONG rc) {
+  std::printf("ERR %s %ld\n", what, long(rc));
+  std::fflush(stdout);
+  return 2;
+}
+
+int write(const std::wstring& key, const std::wstring& prefix, int count) {
+  HKEY h;
+  if (LONG rc = P::RegCreateKeyExW(HKEY_CURRENT_USER, key.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &h,
+                                   nullptr))
+    return fail("create", rc);
+  for (int i = 0; i < count; ++i) {
+    DWORD v = DWORD(i);
+    std::wstring name = prefix + std::to_wstring(i);
+    if (LONG rc = P::RegSetValueExW(h, name.c_str(), 0, REG_DWORD, reinterpret_cast<const BYTE*>(&v), sizeof v))
+      return fail("set", rc);
+    std::printf("%d\n", i);
+    std::fflush(stdout);
+  }
+  P::RegCloseKey(h);
+  return 0;
+}
+
+int read(const std::wstring& key, int rounds) {
+  for (int r = 0; r < rounds; ++r) {
+    HKEY h;
+    LONG rc = P::RegOpenKeyExW(HKEY_CURRENT_USER, key.c_str(), 0, KEY_READ, &h);
+    if (rc == ERROR_FILE_NOT_FOUND) continue;
+    if (rc) return fail("open", rc);
+    for (DWORD i = 0;; ++i) {
+      wchar_t name[64];
+      DWORD cch = 64, type = 0, v = 0, cb = sizeof v;
+      rc = P::RegEnumValueW(h, i, name, &cch, nullptr, &type, reinterpret_cast<LPBYTE>(&v), &cb);
+      if (rc == ERROR_NO_MORE_ITEMS) break;
+      if (rc) return fail("enum", rc);
+      cb = sizeof v;
+      rc = P::RegQueryValueExW(h, name, nullptr, &type, reinterpret_cast<LPBYTE>(&v), &cb);
+      if (rc) return fail("query", rc);
+    }
+    P::RegCloseKey(h);
+  }
+  std::printf("read ok\n");
+  return 0;
+}
+
+int readonly(const std::wstring& key, const std::wstring& name, bool asNobody) {
+#if !defined(_WIN32)
+  if (asNobody && geteuid() == 0) {
+    if (setgid(65534) != 0 || setuid(65534) != 0) return fail("setuid", -1);
+  }
+#endif
+  HKEY h;
+  DWORD v = 0, cb = sizeof v;
+  LONG rc = P::RegOpenKeyExW(HKEY_LOCAL_MACHINE, key.c_str(), 0, KEY_READ, &h);
+  if (rc == ERROR_SUCCESS) {
+    rc = P::RegQueryValueExW(h, name.c_str(), nullptr, nullptr, reinterpret_cast<LPBYTE>(&v), &cb);
+    LONG set = P::RegSetValueExW(h, name.c_str(), 0, REG_DWORD, reinterpret_cast<const BYTE*>(&v), sizeof v);
+    std::printf("setThroughReadHandle %ld\n", long(set));
+    P::RegCloseKey(h);
+  }
+  std::printf("read %ld %lu\n", long(rc), static_cast<unsigned long>(v));
+  std::printf("openForWrite %ld\n", long(P::RegOpenKeyExW(HKEY_LOCAL_MACHINE, key.c_str(), 0, KEY_ALL_ACCESS, &h)));
+  std::wstring sub = key + L"\\new";
+  std::printf("create %ld\n", long(P::RegCreateKeyExW(HKEY_LOCAL_MACHINE, sub.c_str(), 0, nullptr, 0, KEY_READ,
+                                                      nullptr, &h, nullptr)));
+  return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc < 3) return 64;
+  std::string mode = argv[1];
+  std::wstring key = widen(argv[2]);
+  if (mode == "write" && argc == 5) return write(key, widen(argv[3]), std::atoi(argv[4]));
+  if (mode == "read" && argc == 4) return read(key, std::atoi(argv[3]));
+  if (mode == "set" && argc == 5) {
+    HKEY h;
+    if (LONG rc = P::RegCreateKeyExW(HKEY_CURRENT_USER, key.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &h,
+                                     nullptr))
+      return fail("create", rc);
+    DWORD v = DWORD(std::strtoul(argv[4], nullptr, 10));
+    LONG rc = P::RegSetValueExW(h, widen(argv[3]).c_str(), 0, REG_DWORD, reinterpret_cast<const BYTE*>(&v), sizeof v);
+    P::RegCloseKey(h);
+    return rc ? fail("set", rc) : 0;
+  }
+  if (mode == "delete") {
+    LONG rc = P::RegDeleteKeyW(HKEY_CURRENT_USER, key.c_str());
+    return rc ? fail("delete", rc) : 0;
+  }
+  if (mode == "readonly" && argc == 5) return readonly(key, widen(argv[3]), argv[4][0] == '1');
+  return 64;
+}
