@@ -47,6 +47,19 @@ std::u16string childPath(const std::u16string& parent, const std::u16string& nam
   return parent.empty() ? name : parent + u'\\' + name;
 }
 
+// Whether the key, or the nearest key above it that exists, may be written: refused rights
+// (a machine hive of another user, a read-only hive file) show before anything is written.
+LONG checkWritable(const KeyPath& key) {
+  std::u16string sub = key.sub;
+  for (;;) {
+    Key k;
+    LONG rc = openKey(KeyPath{key.hive, sub}, KEY_WRITE, &k);
+    if (rc != ERROR_FILE_NOT_FOUND || sub.empty()) return rc;
+    size_t cut = sub.rfind(u'\\');
+    sub = cut == std::u16string::npos ? std::u16string() : sub.substr(0, cut);
+  }
+}
+
 }  // namespace
 
 Key::~Key() {
@@ -193,13 +206,19 @@ bool applyDocument(const Document& doc, ApplyError* err) {
     err->what = utf16ToUtf8(what);
     return false;
   };
-  // HKEY_USERS holds one key per loaded profile and none can be made: a section below one that
-  // is not there would fail half-way, so it is refused before anything is written.
+  // What would fail half-way is refused before anything is written: keys the caller may not
+  // write, and keys below HKEY_USERS other than the profiles that are there (none can be made).
   for (const Section& s : doc.sections) {
-    if (s.key.hive != Hive::Users || s.remove) continue;
-    std::u16string first = s.key.sub.substr(0, s.key.sub.find(u'\\'));
-    Key k;
-    if (LONG rc = openKey(KeyPath{Hive::Users, first}, KEY_READ, &k)) return failed(s.line, rc, keyPathText(s.key));
+    if (s.key.hive == Hive::Users && !s.remove) {
+      std::u16string first = s.key.sub.substr(0, s.key.sub.find(u'\\'));
+      Key k;
+      if (LONG rc = openKey(KeyPath{Hive::Users, first}, KEY_READ, &k)) return failed(s.line, rc, keyPathText(s.key));
+    }
+    if (s.remove) {
+      Key k;
+      if (openKey(s.key, KEY_READ, &k) == ERROR_FILE_NOT_FOUND) continue;  // nothing to delete
+    }
+    if (LONG rc = checkWritable(s.key)) return failed(s.line, rc, keyPathText(s.key));
   }
   for (const Section& s : doc.sections) {
     if (s.remove) {

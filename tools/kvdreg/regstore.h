@@ -49,7 +49,8 @@ struct ApplyError {
   std::string what;  // UTF-8: the key or value concerned
 };
 
-// Checks what can be known before writing (the keys of HKEY_USERS that must already exist), then
+// Checks what can be known before writing (rights to write each key or its nearest existing
+// parent, and that keys of HKEY_USERS name a profile that is there), then
 // applies the sections in order: creates keys, sets and deletes values, deletes key trees.
 bool applyDocument(const Document& doc, ApplyError* err);
 
