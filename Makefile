@@ -46,6 +46,24 @@ demo: build
 bench: build
 	@for b in build/default/bin/bench_*; do [ -x "$$b" ] && "$$b" || true; done
 
+# Every libFuzzer target in fuzz/ for FUZZ_SECONDS each, built with clang in its own build folder.
+# Corpora grow in build/fuzz/corpus/<target>; seeds and dictionaries are in fuzz/.
+FUZZ_SECONDS ?= 60
+fuzz: deps-fuzz
+	cmake -S . -B build/fuzz -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+	  -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ \
+	  -DKVDUTU_BUILD_FUZZ=ON -DKVDUTU_BUILD_TESTS=OFF -DKVDUTU_BUILD_EXAMPLES=OFF >/dev/null
+	cmake --build build/fuzz -j $(JOBS)
+	@set -e; for src in fuzz/*_fuzz.cpp; do \
+	  name=$$(basename "$$src" .cpp); \
+	  corpus=build/fuzz/corpus/$$name; mkdir -p "$$corpus"; \
+	  seeds=""; [ -d "fuzz/corpus/$$name" ] && seeds="fuzz/corpus/$$name"; \
+	  dict=""; [ -f "fuzz/$$name.dict" ] && dict="-dict=fuzz/$$name.dict"; \
+	  echo "fuzz: $$name for $(FUZZ_SECONDS) s"; \
+	  build/fuzz/bin/$$name -max_total_time=$(FUZZ_SECONDS) -print_final_stats=1 \
+	    -artifact_prefix=build/fuzz/$$name- $$dict "$$corpus" $$seeds; \
+	done
+
 # Installs into a staging folder and builds a small consumer project against it, through the
 # CMake package and through pkg-config.
 install-check: build
