@@ -287,7 +287,8 @@ GenResult mapGeneration(const std::string& db, bool writable, bool create, Gener
       return GenResult::Missing;  // a folder we may not write: nobody can have made it
     }
     if (::fchmod(fd, mode) != 0 || (::geteuid() == 0 && ::fchown(fd, st.st_uid, st.st_gid) != 0)) {
-      // Left as it stands: the file exists and others may already use it.
+      // The file stays as made: usable by us, and a process that may not use it falls back or is
+      // refused its writes as for any counter file it cannot use.
     }
   }
   if (fd < 0 && writable && (errno == EACCES || errno == EPERM || errno == EROFS)) {
@@ -308,7 +309,7 @@ GenResult mapGeneration(const std::string& db, bool writable, bool create, Gener
     result = GenResult::Unusable;
   } else if (size_t(st.st_size) < kGenFileSize && (!create || ::ftruncate(fd, off_t(kGenFileSize)) != 0)) {
     // Growing never disturbs a mapping; only a creator under the lock does it.
-    *err = errno;
+    *err = create ? errno : 0;
     result = create ? GenResult::Unusable : GenResult::Missing;
   } else {
     void* p = ::mmap(nullptr, kGenFileSize, writable ? PROT_READ | PROT_WRITE : PROT_READ, MAP_SHARED, fd, 0);
