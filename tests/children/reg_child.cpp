@@ -4,8 +4,14 @@
 //   write <key> <prefix> <count>   sets DWORD <prefix><i> = i, printing "i" after each success
 //   read <key> <rounds>            enumerates and reads the key's values over and over
 //   set <key> <name> <value>       sets one DWORD
+//   killset <key> <name> <value> <begun|committed>
+//                                  sets one DWORD and is killed (SIGKILL) mid-write: after the
+//                                  write was announced in the hive's change counters, before or
+//                                  after its COMMIT (POSIX only)
+//   deletevalue <key> <name>       deletes one value
 //   delete <key>                   deletes a key without subkeys
 //   readonly <key> <name> <nobody> reads HKLM, then tries to write it (as "nobody" when asked)
+//   asnobody <mode> <args...>      runs the mode as "nobody" when started as root (POSIX only)
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -13,7 +19,12 @@
 #include "kvdutu/platform/os/registry.h"
 
 #if !defined(_WIN32)
+#include <signal.h>
 #include <unistd.h>
+
+#include <cstring>
+
+#include "kvdutu/platform/os/posix/registry_store_internal.h"
 #endif
 
 namespace P = KvdUtils::Platform;
@@ -97,9 +108,34 @@ int readonly(const std::wstring& key, const std::wstring& name, bool asNobody) {
 }  // namespace
 
 int main(int argc, char** argv) {
+#if !defined(_WIN32)
+  // "asnobody <mode> ...": the mode runs as user "nobody" when started as root.
+  if (argc > 1 && std::strcmp(argv[1], "asnobody") == 0) {
+    if (geteuid() == 0 && (setgid(65534) != 0 || setuid(65534) != 0)) return fail("setuid", -1);
+    ++argv;
+    --argc;
+  }
+#endif
   if (argc < 3) return 64;
   std::string mode = argv[1];
   std::wstring key = widen(argv[2]);
+#if !defined(_WIN32)
+  if (mode == "killset" && argc == 6) {
+    static bool afterCommit = std::strcmp(argv[5], "committed") == 0;
+    KvdUtils::Platform::RegistryStore::setWriteHookForTesting([](KvdUtils::Platform::RegistryStore::WritePoint p) {
+      if ((p == KvdUtils::Platform::RegistryStore::WritePoint::Committed) == afterCommit) raise(SIGKILL);
+    });
+    mode = "set";
+    argc = 5;
+  }
+#endif
+  if (mode == "deletevalue" && argc == 4) {
+    HKEY h;
+    if (LONG rc = P::RegOpenKeyExW(HKEY_CURRENT_USER, key.c_str(), 0, KEY_ALL_ACCESS, &h)) return fail("open", rc);
+    LONG rc = P::RegDeleteValueW(h, widen(argv[3]).c_str());
+    P::RegCloseKey(h);
+    return rc ? fail("deletevalue", rc) : 0;
+  }
   if (mode == "write" && argc == 5) return write(key, widen(argv[3]), std::atoi(argv[4]));
   if (mode == "read" && argc == 4) return read(key, std::atoi(argv[3]));
   if (mode == "set" && argc == 5) {

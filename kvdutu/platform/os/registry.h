@@ -10,7 +10,8 @@
 //        HKEY_LOCAL_MACHINE     HKLM.db
 //        HKEY_USERS\.DEFAULT    HKU.DEFAULT.db
 //        HKEY_CLASSES_ROOT      HKCR.db
-//    (each with its SQLite -wal and -shm companions). HKEY_USERS itself is a virtual key whose one
+//    (each with its SQLite -wal and -shm companions and a change counter file "<file>-gen").
+//    HKEY_USERS itself is a virtual key whose one
 //    subkey is ".DEFAULT". A hive whose file cannot be made (a machine folder the user may not
 //    write) reads as empty and refuses writes with ERROR_ACCESS_DENIED; so does a read-only file.
 //    A file that is not a database or is corrupt is renamed to "<file>.corrupt-<unix time>" (never
@@ -43,6 +44,19 @@
 //    transaction per call, writes under BEGIN IMMEDIATE, waits on a busy hive instead of failing.
 //    Every call that returned ERROR_SUCCESS for a write is durable. REG_OPTION_VOLATILE keys are
 //    kept like others.
+//
+//  * Caching. Each process remembers the key paths it walked and the values it read or wrote
+//    (bounded), and trusts them only while the hive's change counter file shows that no write
+//    began since: a write by another process is seen by the next read. "<file>-gen" is 4096 bytes,
+//    made once by the first process that may write the hive, with the hive file's mode (and
+//    owner, for root), never truncated; bytes 0-7 hold `begun` and bytes 8-15 `ended`, 64-bit
+//    counters in the machine's byte order, changed atomically through a shared mapping. Every
+//    transaction that changes the hive, under SQLite's write lock and before COMMIT, sets ended
+//    to begun (closing the write of a writer that was killed) and increments begun; after COMMIT
+//    it raises ended to its own begun value. begun != ended sends readers to SQLite. A process that
+//    may write the hive but not this file is refused writes with ERROR_ACCESS_DENIED; where the
+//    file cannot be made at all, every process checks SQLite's data_version on each walk instead.
+//    Like the -wal and -shm files it must not be deleted while the hive is in use.
 #pragma once
 
 #include "kvdutu/platform/win_types.h"

@@ -183,7 +183,8 @@ LONG walk(const KeyRef& ref, const std::vector<Name>& path, bool create, KeyRef*
   *out = ref;
   out->usersRoot = false;
   if (created) *created = false;
-  std::vector<Name> rest = path;
+  const std::vector<Name>* below = &path;
+  std::vector<Name> rest;
   if (ref.usersRoot) {
     if (path.empty()) {
       out->usersRoot = true;
@@ -194,18 +195,19 @@ LONG walk(const KeyRef& ref, const std::vector<Name>& path, bool create, KeyRef*
     bool isDefault = first.size() == kDefault.size();
     for (size_t i = 0; isDefault && i < first.size(); ++i) isDefault = upcaseUnit(first[i]) == kDefault[i];
     if (!isDefault) return create ? ERROR_ACCESS_DENIED : ERROR_FILE_NOT_FOUND;
-    rest.erase(rest.begin());
+    rest.assign(path.begin() + 1, path.end());
+    below = &rest;
     out->hive = HiveId::UsersDefault;
     out->key = kRootKeyId;
   }
   Hive& h = hive(out->hive);
   if (create) {
     bool made = false;
-    LONG rc = createPath(h, out->key, rest, &out->key, &made);
+    LONG rc = createPath(h, out->key, *below, &out->key, &made);
     if (created) *created = made;
     return rc;
   }
-  return openPath(h, out->key, rest, &out->key);
+  return openPath(h, out->key, *below, &out->key);
 }
 
 // A key under the handle, opened with `sam`; the rights of a read-only hive are checked here.

@@ -11,6 +11,8 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <cctype>
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
@@ -127,6 +129,37 @@ std::vector<std::wstring> subkeys(HKEY h) {
     out.emplace_back(name);
   }
   return out;
+}
+
+// The change counters of a hive as its file holds them: {begun, ended}.
+std::pair<uint64_t, uint64_t> counters(Store::HiveId id) {
+  uint64_t words[2] = {~uint64_t(0), ~uint64_t(0)};
+  int fd = open((Store::hiveFilePath(id) + "-gen").c_str(), O_RDONLY | O_CLOEXEC);
+  EXPECT_GE(fd, 0);
+  if (fd >= 0) {
+    EXPECT_EQ(pread(fd, words, sizeof words, 0), ssize_t(sizeof words));
+    close(fd);
+  }
+  return {words[0], words[1]};
+}
+
+LONG queryDword(HKEY h, const wchar_t* name, DWORD* v) {
+  DWORD cb = sizeof *v, type = 0;
+  LONG rc = P::RegQueryValueExW(h, name, nullptr, &type, reinterpret_cast<LPBYTE>(v), &cb);
+  if (rc == ERROR_SUCCESS) EXPECT_EQ(type, DWORD(REG_DWORD));
+  return rc;
+}
+
+// UTF-16LE and folded (upper-case UTF-16BE) bytes of an ASCII name, as the hive stores them.
+std::string le(const std::string& ascii) {
+  std::string b;
+  for (char c : ascii) b += {c, '\0'};
+  return b;
+}
+std::string foldedBe(const std::string& ascii) {
+  std::string b;
+  for (char c : ascii) b += {'\0', char(std::toupper(static_cast<unsigned char>(c)))};
+  return b;
 }
 
 // Points the hives at another folder for one test and back again afterwards.
@@ -417,6 +450,258 @@ TEST(RegistryPosix, MachineHiveWithoutAFolderReadsEmptyAndRefusesWrites) {
   DWORD v = 1;
   EXPECT_EQ(P::RegSetValueExW(HKEY_LOCAL_MACHINE, L"v", 0, REG_DWORD, reinterpret_cast<const BYTE*>(&v), 4),
             ERROR_ACCESS_DENIED);
+}
+
+TEST(RegistryPosix, CachedReadsSeeEveryChangeAnotherProcessMakes) {
+  const std::wstring key = L"Software\\Cached";
+  ASSERT_EQ(setDword(HKEY_CURRENT_USER, key, L"v", 1), ERROR_SUCCESS);
+  ASSERT_EQ(setDword(HKEY_CURRENT_USER, key, L"gone", 5), ERROR_SUCCESS);
+  HKEY held;
+  ASSERT_EQ(P::RegOpenKeyExW(HKEY_CURRENT_USER, key.c_str(), 0, KEY_READ, &held), ERROR_SUCCESS);
+  DWORD v = 0;
+  // Each read twice: the second comes from the caches.
+  for (int i = 0; i < 2; ++i) {
+    ASSERT_EQ(queryDword(held, L"v", &v), ERROR_SUCCESS);
+    EXPECT_EQ(v, 1u);
+    ASSERT_EQ(queryDword(held, L"gone", &v), ERROR_SUCCESS);
+    EXPECT_EQ(v, 5u);
+    EXPECT_EQ(queryDword(held, L"later", &v), ERROR_FILE_NOT_FOUND);
+    ASSERT_EQ(getDword(HKEY_CURRENT_USER, key, L"v", &v), ERROR_SUCCESS);
+  }
+  auto before = counters(Store::HiveId::CurrentUser);
+  EXPECT_EQ(before.first, before.second);
+
+  ASSERT_EQ(run({"set", "Software\\Cached", "v", "2"}), 0);
+  auto after = counters(Store::HiveId::CurrentUser);
+  EXPECT_EQ(after.first, after.second);
+  EXPECT_GT(after.first, before.first);
+  ASSERT_EQ(queryDword(held, L"v", &v), ERROR_SUCCESS);
+  EXPECT_EQ(v, 2u);
+  ASSERT_EQ(getDword(HKEY_CURRENT_USER, key, L"v", &v), ERROR_SUCCESS);
+  EXPECT_EQ(v, 2u);
+
+  // A value this process saw missing appears; one it saw present goes.
+  ASSERT_EQ(run({"set", "Software\\Cached", "later", "7"}), 0);
+  ASSERT_EQ(queryDword(held, L"later", &v), ERROR_SUCCESS);
+  EXPECT_EQ(v, 7u);
+  ASSERT_EQ(run({"deletevalue", "Software\\Cached", "gone"}), 0);
+  EXPECT_EQ(queryDword(held, L"gone", &v), ERROR_FILE_NOT_FOUND);
+  EXPECT_EQ(getDword(HKEY_CURRENT_USER, key, L"gone", &v), ERROR_FILE_NOT_FOUND);
+
+  // The key is deleted and made again under the same path: the old handle is dead, the path
+  // leads to the new key.
+  ASSERT_EQ(run({"deletevalue", "Software\\Cached", "v"}), 0);
+  ASSERT_EQ(run({"deletevalue", "Software\\Cached", "later"}), 0);
+  ASSERT_EQ(run({"delete", "Software\\Cached"}), 0);
+  EXPECT_EQ(queryDword(held, L"v", &v), ERROR_KEY_DELETED);
+  HKEY h;
+  EXPECT_EQ(P::RegOpenKeyExW(HKEY_CURRENT_USER, key.c_str(), 0, KEY_READ, &h), ERROR_FILE_NOT_FOUND);
+  ASSERT_EQ(run({"set", "Software\\Cached", "v", "3"}), 0);
+  EXPECT_EQ(queryDword(held, L"v", &v), ERROR_KEY_DELETED);
+  ASSERT_EQ(getDword(HKEY_CURRENT_USER, key, L"v", &v), ERROR_SUCCESS);
+  EXPECT_EQ(v, 3u);
+  EXPECT_EQ(getDword(HKEY_CURRENT_USER, key, L"gone", &v), ERROR_FILE_NOT_FOUND);
+  P::RegCloseKey(held);
+}
+
+TEST(RegistryPosix, WriterKilledMidWriteLeavesReadersOnSQLiteUntilTheNextWrite) {
+  for (std::string point : {"begun", "committed"}) {
+    SCOPED_TRACE(point);
+    const std::wstring key = L"Software\\KilledMid\\" + std::wstring(point.begin(), point.end());
+    const std::string narrowKey = "Software\\KilledMid\\" + point;
+    ASSERT_EQ(setDword(HKEY_CURRENT_USER, key, L"v", 1), ERROR_SUCCESS);
+    DWORD v = 0;
+    ASSERT_EQ(getDword(HKEY_CURRENT_USER, key, L"v", &v), ERROR_SUCCESS);
+    ASSERT_EQ(getDword(HKEY_CURRENT_USER, key, L"v", &v), ERROR_SUCCESS);
+    auto before = counters(Store::HiveId::CurrentUser);
+    ASSERT_EQ(before.first, before.second);
+
+    ASSERT_EQ(run({"killset", narrowKey, "v", "2", point}), 128 + SIGKILL);
+    auto killed = counters(Store::HiveId::CurrentUser);
+    EXPECT_EQ(killed.first, before.first + 1);
+    EXPECT_EQ(killed.second, before.second);  // the write was never closed
+
+    // A committed write is visible though never closed; an uncommitted one is not.
+    DWORD expected = point == "committed" ? 2 : 1;
+    for (int i = 0; i < 3; ++i) {
+      ASSERT_EQ(getDword(HKEY_CURRENT_USER, key, L"v", &v), ERROR_SUCCESS);
+      EXPECT_EQ(v, expected);
+    }
+    // So does another process.
+    std::string out;
+    EXPECT_EQ(run({"read", narrowKey, "2"}, &out), 0) << out;
+
+    // The next writer closes the dead one's write and announces its own.
+    ASSERT_EQ(setDword(HKEY_CURRENT_USER, key, L"w", 9), ERROR_SUCCESS);
+    auto repaired = counters(Store::HiveId::CurrentUser);
+    EXPECT_EQ(repaired.first, repaired.second);
+    EXPECT_EQ(repaired.first, killed.first + 1);
+    for (int i = 0; i < 2; ++i) {
+      ASSERT_EQ(getDword(HKEY_CURRENT_USER, key, L"v", &v), ERROR_SUCCESS);
+      EXPECT_EQ(v, expected);
+      ASSERT_EQ(getDword(HKEY_CURRENT_USER, key, L"w", &v), ERROR_SUCCESS);
+      EXPECT_EQ(v, 9u);
+    }
+    // Caches are trusted again, and still give way to the next foreign write.
+    ASSERT_EQ(run({"set", narrowKey, "v", "4"}), 0);
+    ASSERT_EQ(getDword(HKEY_CURRENT_USER, key, L"v", &v), ERROR_SUCCESS);
+    EXPECT_EQ(v, 4u);
+  }
+  EXPECT_EQ(integrityCheck(Store::hiveFilePath(Store::HiveId::CurrentUser)), "ok");
+}
+
+TEST(RegistryPosix, OwnWritesFromAnotherThreadAreNeverHiddenByTheCache) {
+  const std::wstring key = L"Software\\Threads";
+  ASSERT_EQ(setDword(HKEY_CURRENT_USER, key, L"v", 0), ERROR_SUCCESS);
+  HKEY shared;
+  ASSERT_EQ(P::RegOpenKeyExW(HKEY_CURRENT_USER, key.c_str(), 0, KEY_ALL_ACCESS, &shared), ERROR_SUCCESS);
+  constexpr DWORD kRounds = 120;
+  std::atomic<DWORD> setV{0}, setW{0}, deletedW{0};
+  std::atomic<bool> done{false};
+  std::thread writer([&] {
+    for (DWORD i = 1; i <= kRounds; ++i) {
+      EXPECT_EQ(P::RegSetValueExW(shared, L"v", 0, REG_DWORD, reinterpret_cast<const BYTE*>(&i), 4), ERROR_SUCCESS);
+      setV.store(i);
+      EXPECT_EQ(P::RegSetValueExW(shared, L"w", 0, REG_DWORD, reinterpret_cast<const BYTE*>(&i), 4), ERROR_SUCCESS);
+      setW.store(i);
+      EXPECT_EQ(P::RegDeleteValueW(shared, L"w"), ERROR_SUCCESS);
+      deletedW.store(i);
+    }
+    done.store(true);
+  });
+  int reads = 0;
+  for (bool last = false; !last; ++reads) {
+    last = done.load();
+    DWORD d = deletedW.load(), s = setW.load(), p = setV.load();
+    DWORD v = 0, w = 0;
+    HKEY h;
+    ASSERT_EQ(P::RegOpenKeyExW(HKEY_CURRENT_USER, key.c_str(), 0, KEY_READ, &h), ERROR_SUCCESS);
+    ASSERT_EQ(queryDword(reads % 2 ? h : shared, L"v", &v), ERROR_SUCCESS);
+    EXPECT_GE(v, p);
+    LONG rc = queryDword(reads % 2 ? shared : h, L"w", &w);
+    if (rc == ERROR_SUCCESS) {
+      EXPECT_GE(w, s);  // never a value older than one already set
+      EXPECT_GT(w, d);  // never the value already deleted
+    } else {
+      EXPECT_EQ(rc, ERROR_FILE_NOT_FOUND);
+    }
+    P::RegCloseKey(h);
+  }
+  writer.join();
+  DWORD v = 0;
+  EXPECT_EQ(queryDword(shared, L"w", &v), ERROR_FILE_NOT_FOUND);
+  ASSERT_EQ(queryDword(shared, L"v", &v), ERROR_SUCCESS);
+  EXPECT_EQ(v, kRounds);
+  EXPECT_GT(reads, 1);
+  P::RegCloseKey(shared);
+}
+
+TEST(RegistryPosix, ValueCacheStaysBoundedOverManyValues) {
+  fs::path dir = KvdTest::scratchDir("manyvalues");
+  HiveDirScope scope(dir.string());
+  HKEY k;
+  ASSERT_EQ(P::RegCreateKeyExW(HKEY_CURRENT_USER, L"Many", 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &k, nullptr),
+            ERROR_SUCCESS);
+  // Many small values and some large ones, put in one transaction by a connection of our own.
+  const size_t kSmall = Store::kValueCacheMaxEntries + 1500;
+  const size_t kLarge = 2 * Store::kValueCacheMaxBytes / Store::kValueCacheMaxValueBytes + 10;
+  {
+    sqlite3* db = nullptr;
+    ASSERT_EQ(sqlite3_open(Store::hiveFilePath(Store::HiveId::CurrentUser).c_str(), &db), SQLITE_OK);
+    sqlite3_busy_timeout(db, 10000);
+    ASSERT_EQ(sqlite3_exec(db, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr), SQLITE_OK);
+    sqlite3_stmt* ins = nullptr;
+    ASSERT_EQ(sqlite3_prepare_v2(db,
+                                 "INSERT INTO vals(key,name,folded,type,data) SELECT id,?1,?2,?3,?4 FROM keys"
+                                 " WHERE parent=1 AND folded=?5",
+                                 -1, &ins, nullptr),
+              SQLITE_OK);
+    std::string keyFold = foldedBe("Many");
+    auto insert = [&](const std::string& name, int type, const std::string& data) {
+      std::string n = le(name), f = foldedBe(name);
+      sqlite3_bind_blob(ins, 1, n.data(), int(n.size()), SQLITE_TRANSIENT);
+      sqlite3_bind_blob(ins, 2, f.data(), int(f.size()), SQLITE_TRANSIENT);
+      sqlite3_bind_int(ins, 3, type);
+      sqlite3_bind_blob(ins, 4, data.data(), int(data.size()), SQLITE_TRANSIENT);
+      sqlite3_bind_blob(ins, 5, keyFold.data(), int(keyFold.size()), SQLITE_TRANSIENT);
+      EXPECT_EQ(sqlite3_step(ins), SQLITE_DONE);
+      EXPECT_EQ(sqlite3_changes(db), 1);
+      sqlite3_reset(ins);
+    };
+    for (size_t i = 0; i < kSmall; ++i) {
+      uint32_t d = uint32_t(i);
+      insert("s" + std::to_string(i), REG_DWORD, std::string(reinterpret_cast<const char*>(&d), 4));
+    }
+    for (size_t i = 0; i < kLarge; ++i)
+      insert("l" + std::to_string(i), REG_BINARY, std::string(Store::kValueCacheMaxValueBytes - 100, char('a' + i % 26)));
+    insert("huge", REG_BINARY, std::string(Store::kValueCacheMaxValueBytes * 3, 'h'));
+    sqlite3_finalize(ins);
+    ASSERT_EQ(sqlite3_exec(db, "COMMIT", nullptr, nullptr, nullptr), SQLITE_OK);
+    sqlite3_close(db);
+  }
+  P::RegCloseKey(k);
+  Store::resetForTesting();  // that connection did not announce its write: start as a new process would
+  ASSERT_EQ(P::RegOpenKeyExW(HKEY_CURRENT_USER, L"Many", 0, KEY_READ, &k), ERROR_SUCCESS);
+
+  std::vector<char> buf(Store::kValueCacheMaxValueBytes * 3);
+  for (int pass = 0; pass < 2; ++pass) {
+    for (size_t i = 0; i < kSmall; ++i) {
+      DWORD v = 0;
+      ASSERT_EQ(queryDword(k, (L"s" + std::to_wstring(i)).c_str(), &v), ERROR_SUCCESS);
+      ASSERT_EQ(v, DWORD(i));
+    }
+    for (size_t i = 0; i < kLarge; ++i) {
+      DWORD cb = DWORD(buf.size());
+      ASSERT_EQ(P::RegQueryValueExW(k, (L"l" + std::to_wstring(i)).c_str(), nullptr, nullptr,
+                                    reinterpret_cast<LPBYTE>(buf.data()), &cb),
+                ERROR_SUCCESS);
+      ASSERT_EQ(cb, DWORD(Store::kValueCacheMaxValueBytes - 100));
+      EXPECT_EQ(buf[cb - 1], char('a' + i % 26));
+    }
+    DWORD cb = DWORD(buf.size());
+    ASSERT_EQ(P::RegQueryValueExW(k, L"huge", nullptr, nullptr, reinterpret_cast<LPBYTE>(buf.data()), &cb),
+              ERROR_SUCCESS);
+    EXPECT_EQ(cb, DWORD(buf.size()));
+    Store::CacheStats stats = Store::cacheStatsForTesting(Store::HiveId::CurrentUser);
+    EXPECT_LE(stats.values, Store::kValueCacheMaxEntries);
+    EXPECT_LE(stats.valueBytes, Store::kValueCacheMaxBytes);
+    EXPECT_GT(stats.values, 0u);
+  }
+  P::RegCloseKey(k);
+}
+
+TEST(RegistryPosix, WritersThatCannotMoveTheCountersFallBackOrAreRefused) {
+  fs::path dir = KvdTest::scratchDir("counters");
+  ::chmod(dir.c_str(), 0755);
+  HiveDirScope scope(dir.string());
+  const std::wstring key = L"Software\\Counters";
+  ASSERT_EQ(setDword(HKEY_CURRENT_USER, key, L"v", 1), ERROR_SUCCESS);
+  std::string file = Store::hiveFilePath(Store::HiveId::CurrentUser);
+  for (const char* suffix : {"", "-wal", "-shm"}) ASSERT_EQ(::chmod((file + suffix).c_str(), 0666), 0) << suffix;
+
+  // No counter file, and the folder does not let the writer make one: it writes all the same,
+  // since nobody can be trusting counters that do not exist. (Our own connection stays open, so
+  // the -wal and -shm files stay.)
+  ASSERT_EQ(::unlink((file + "-gen").c_str()), 0);
+  ASSERT_EQ(::chmod(dir.c_str(), 0555), 0);
+  std::string out;
+  EXPECT_EQ(run({"asnobody", "set", "Software\\Counters", "v", "2"}, &out), 0) << out;
+  ASSERT_EQ(::chmod(dir.c_str(), 0755), 0);
+  EXPECT_FALSE(fs::exists(file + "-gen"));
+  Store::resetForTesting();  // our mapping was of the file we removed
+  DWORD v = 0;
+  ASSERT_EQ(getDword(HKEY_CURRENT_USER, key, L"v", &v), ERROR_SUCCESS);
+  EXPECT_EQ(v, 2u);
+  ASSERT_TRUE(fs::exists(file + "-gen"));  // made again with the hive's mode
+  EXPECT_EQ(fs::status(file + "-gen").permissions() & fs::perms::all, fs::perms(0666));
+
+  // A counter file the writer may not update: the write is refused, nothing changes.
+  ASSERT_EQ(::chmod((file + "-gen").c_str(), 0444), 0);
+  EXPECT_EQ(run({"asnobody", "set", "Software\\Counters", "v", "3"}, &out), 2) << out;
+  EXPECT_NE(out.find("ERR set 5"), std::string::npos) << out;
+  ASSERT_EQ(getDword(HKEY_CURRENT_USER, key, L"v", &v), ERROR_SUCCESS);
+  EXPECT_EQ(v, 2u);
+  ::chmod((file + "-gen").c_str(), 0644);
 }
 
 }  // namespace

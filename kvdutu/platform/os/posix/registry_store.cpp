@@ -1,21 +1,53 @@
 // The SQLite hive store. One connection per hive and process, used under the hive's mutex; every
-// call is one transaction (reads of a single statement simply autocommit). Key paths already
-// walked are remembered as parent/name edges; PRAGMA data_version tells when another process has
-// committed, and then the edges are forgotten. Our own writes keep the edges up to date instead.
+// call is one transaction (reads of a single statement simply autocommit).
+//
+// Caches. Key paths already walked are remembered as parent/name edges, and values read or written
+// lately as (key id, folded name) -> type and bytes (or "absent"). Our own writes keep both up to
+// date under the hive's mutex, so every thread of the process sees them at once. Another process's
+// commit must empty them before our next read; two oracles tell us when:
+//
+//  * PRAGMA data_version (one read transaction, ~2 us): differs from the last reading exactly when
+//    another connection committed in between. Complete but dear: the slow path.
+//
+//  * The change counter "<hive file>-gen" (see registry.h): two 64-bit counters in a shared mapping,
+//    `begun` and `ended`. A writer, holding SQLite's write lock and just before COMMIT of a
+//    transaction that changed something, first sets ended = begun (repairing a writer that died
+//    between the two steps: only the lock holder can be mid-write, and a dead one has released
+//    the lock, its transaction committed or gone), then increments begun; after COMMIT returns it
+//    raises ended to its own begun value. Both only grow and ended <= begun, so a reader that loads
+//    ended then begun and finds them equal knows they were equal at one instant: every commit
+//    announced so far had completed, none was under way. The caches carry the label g under which
+//    they were last confirmed (counters read BEFORE the SQLite read that confirmed or filled them);
+//    while begun == ended == g no commit can have happened since, and the caches answer without
+//    SQLite. Anything else (counters moved, a write under way, a killed writer not yet repaired,
+//    no counter file) takes the slow path, which relabels the caches when the counters are settled.
+//
+// The counter file is created once with the hive file's permissions, sized once and never
+// truncated (so a mapping of it cannot fault, unlike a mapping of SQLite's -shm, which SQLite
+// truncates). It is created only under the write lock, and a writer without a mapping looks for it
+// under the write lock: so no write can slip past a process that trusts its caches. A writer that
+// finds the file but may not update it refuses the write rather than leave others stale. Where the
+// file cannot be made (a read-only folder) everyone falls back to data_version.
 #include "kvdutu/platform/os/posix/registry_store_internal.h"
 
+#include <fcntl.h>
 #include <sqlite3.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
 #include <filesystem>
+#include <list>
 #include <mutex>
 #include <random>
+#include <string_view>
 #include <thread>
 #include <unordered_map>
 
@@ -172,6 +204,205 @@ int busyHandler(void* arg, int count) {
   return 1;
 }
 
+// (key id, folded name) as one string: the key of both caches.
+void cacheKey(int64_t id, const Name& name, std::string* out) {
+  out->resize(sizeof id + name.size() * 2);
+  std::memcpy(out->data(), &id, sizeof id);
+  char* p = out->data() + sizeof id;
+  for (char16_t unit : name) {
+    char16_t c = upcaseUnit(unit);
+    *p++ = char(c >> 8);
+    *p++ = char(c & 0xFF);
+  }
+}
+
+void cacheKey(int64_t id, const Bytes& fold, std::string* out) {
+  out->assign(reinterpret_cast<const char*>(&id), sizeof id);
+  *out += fold;
+}
+
+std::atomic<WriteHook> g_writeHook{nullptr};
+
+void writeHook(WritePoint point) {
+  if (WriteHook hook = g_writeHook.load(std::memory_order_relaxed)) hook(point);
+}
+
+constexpr uint64_t kNoLabel = ~uint64_t(0);
+constexpr size_t kGenFileSize = 4096;
+
+// The mapped change counter file: words[0] is `begun`, words[1] `ended` (see the top of the file).
+struct Generation {
+  uint64_t* words = nullptr;
+  bool writable = false;
+
+  uint64_t begun() const { return __atomic_load_n(&words[0], __ATOMIC_SEQ_CST); }
+  uint64_t ended() const { return __atomic_load_n(&words[1], __ATOMIC_SEQ_CST); }
+
+  // True when no announced write is under way; *g is then the generation. `ended` first: with
+  // both counters growing and ended <= begun, equal readings mean equal at the first load.
+  bool settled(uint64_t* g) const {
+    uint64_t e = ended();
+    uint64_t b = begun();
+    *g = e;
+    return b == e;
+  }
+
+  void raiseEnded(uint64_t to) {
+    uint64_t cur = __atomic_load_n(&words[1], __ATOMIC_RELAXED);
+    while (cur < to && !__atomic_compare_exchange_n(&words[1], &cur, to, true, __ATOMIC_SEQ_CST, __ATOMIC_RELAXED)) {
+    }
+  }
+
+  // Under the write lock: close the write of a writer that died, announce ours.
+  uint64_t begin() {
+    raiseEnded(begun());
+    return __atomic_add_fetch(&words[0], 1, __ATOMIC_SEQ_CST);
+  }
+
+  void unmap() {
+    if (words) ::munmap(words, kGenFileSize);
+    words = nullptr;
+    writable = false;
+  }
+};
+
+enum class GenResult { Mapped, Missing, Unusable };
+
+// Maps "<db>-gen". `create` (only under the hive's write lock) makes it when missing, with the
+// database file's mode and, for root, its owner, as SQLite does for its -wal and -shm files; and
+// sizes a file left short by a creator that died. Without `create` a missing or short file is
+// Missing. A file that is there but may not be used as asked is Unusable (*err says why).
+GenResult mapGeneration(const std::string& db, bool writable, bool create, Generation* g, int* err) {
+  std::string file = db + "-gen";
+  *err = 0;
+  int fd = ::open(file.c_str(), (writable ? O_RDWR : O_RDONLY) | O_CLOEXEC | O_NOFOLLOW);
+  if (fd < 0 && errno == ENOENT && create) {
+    struct stat st{};
+    if (::stat(db.c_str(), &st) != 0) return GenResult::Missing;
+    mode_t mode = st.st_mode & 0777;
+    fd = ::open(file.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, mode);
+    if (fd < 0 && errno == EEXIST) return mapGeneration(db, writable, create, g, err);
+    if (fd < 0) {
+      *err = errno;
+      return GenResult::Missing;  // a folder we may not write: nobody can have made it
+    }
+    if (::fchmod(fd, mode) != 0 || (::geteuid() == 0 && ::fchown(fd, st.st_uid, st.st_gid) != 0)) {
+      // The file stays as made: usable by us, and a process that may not use it falls back or is
+      // refused its writes as for any counter file it cannot use.
+    }
+  }
+  if (fd < 0 && writable && (errno == EACCES || errno == EPERM || errno == EROFS)) {
+    // We may write the hive but not the counters: map them for reading; writes will be refused.
+    int why = errno;
+    mapGeneration(db, false, false, g, err);
+    *err = why;
+    return GenResult::Unusable;
+  }
+  if (fd < 0) {
+    *err = errno;
+    return errno == ENOENT ? GenResult::Missing : GenResult::Unusable;
+  }
+  struct stat st{};
+  GenResult result = GenResult::Mapped;
+  if (::fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {
+    *err = EINVAL;
+    result = GenResult::Unusable;
+  } else if (size_t(st.st_size) < kGenFileSize && (!create || ::ftruncate(fd, off_t(kGenFileSize)) != 0)) {
+    // Growing never disturbs a mapping; only a creator under the lock does it.
+    *err = create ? errno : 0;
+    result = create ? GenResult::Unusable : GenResult::Missing;
+  } else {
+    void* p = ::mmap(nullptr, kGenFileSize, writable ? PROT_READ | PROT_WRITE : PROT_READ, MAP_SHARED, fd, 0);
+    if (p == MAP_FAILED) {
+      *err = errno;
+      // A file system without shared mappings: no process can use the counters there.
+      result = errno == ENODEV ? GenResult::Missing : GenResult::Unusable;
+    } else {
+      g->unmap();
+      g->words = static_cast<uint64_t*>(p);
+      g->writable = writable;
+    }
+  }
+  ::close(fd);
+  return result;
+}
+
+// Values read or written lately, most recently used first, bounded in number and bytes.
+class ValueCache {
+ public:
+  struct Entry {
+    bool present = false;  // false: the key exists and has no such value
+    DWORD type = REG_NONE;
+    Bytes data;
+  };
+
+  const Entry* find(const std::string& k) {
+    auto it = index_.find(std::string_view(k));
+    if (it == index_.end()) return nullptr;
+    lru_.splice(lru_.begin(), lru_, it->second);
+    return &it->second->entry;
+  }
+
+  void put(const std::string& k, bool present, DWORD type, const Bytes& data) {
+    if (data.size() > kValueCacheMaxValueBytes) {
+      erase(k);
+      return;
+    }
+    if (auto it = index_.find(std::string_view(k)); it != index_.end()) {
+      Entry& e = it->second->entry;
+      bytes_ += data.size();
+      bytes_ -= e.data.size();
+      e.present = present;
+      e.type = type;
+      e.data = data;
+      lru_.splice(lru_.begin(), lru_, it->second);
+    } else {
+      lru_.push_front(Node{k, Entry{present, type, data}});
+      index_.emplace(std::string_view(lru_.front().key), lru_.begin());
+      bytes_ += cost(lru_.front());
+    }
+    while (lru_.size() > kValueCacheMaxEntries || bytes_ > kValueCacheMaxBytes) drop(std::prev(lru_.end()));
+  }
+
+  void erase(const std::string& k) {
+    if (auto it = index_.find(std::string_view(k)); it != index_.end()) drop(it->second);
+  }
+
+  // Every value of one key.
+  void eraseKey(int64_t id) {
+    for (auto it = lru_.begin(); it != lru_.end();) {
+      auto next = std::next(it);
+      if (std::memcmp(it->key.data(), &id, sizeof id) == 0) drop(it);
+      it = next;
+    }
+  }
+
+  void clear() {
+    index_.clear();
+    lru_.clear();
+    bytes_ = 0;
+  }
+
+  size_t size() const { return lru_.size(); }
+  size_t bytes() const { return bytes_; }
+
+ private:
+  struct Node {
+    std::string key;
+    Entry entry;
+  };
+  static size_t cost(const Node& n) { return sizeof(Node) + 64 + n.key.size() + n.entry.data.size(); }
+  void drop(std::list<Node>::iterator it) {
+    bytes_ -= cost(*it);
+    index_.erase(std::string_view(it->key));
+    lru_.erase(it);
+  }
+
+  std::list<Node> lru_;
+  std::unordered_map<std::string_view, std::list<Node>::iterator> index_;  // views of the nodes' keys
+  size_t bytes_ = 0;
+};
+
 }  // namespace
 
 class Hive {
@@ -182,7 +413,8 @@ class Hive {
   // Auto: single-statement reads that autocommit and use no remembered path (so they need no
   // data_version check: a key id found in a handle is checked by the statement itself).
   // Walk: like Auto, but walks paths through the remembered edges.
-  enum class Mode { Auto, Walk, Read, Write };
+  // Cached: like Auto, but answers from the value cache when it can be trusted.
+  enum class Mode { Auto, Walk, Cached, Read, Write };
 
   HiveId id_;
   std::mutex mu;
@@ -193,6 +425,10 @@ class Hive {
   int64_t dataVersion = -1;
   Clock::time_point busyStart;
   std::unordered_map<std::string, int64_t> edges;
+  ValueCache values;
+  Generation gen;
+  uint64_t label = kNoLabel;  // the generation under which the caches were last confirmed
+  std::string scratch;        // a cache key being looked up
 
   std::string path() const { return hiveDir(id_) + "/" + kFileNames[int(id_)]; }
 
@@ -251,8 +487,65 @@ class Hive {
     if (db) sqlite3_close(db);
     db = nullptr;
     state = State::Closed;
+    gen.unmap();
+    forget();
+  }
+
+  void forget() {
     edges.clear();
+    values.clear();
+    label = kNoLabel;
     dataVersion = -1;
+  }
+
+  // The caches may answer without SQLite: no commit began since they were confirmed.
+  bool cachesCurrent() const {
+    if (!gen.words || label == kNoLabel) return false;
+    return gen.ended() == label && gen.begun() == label;
+  }
+
+  // The slow path: confirm or empty the caches through data_version, and label them with the
+  // counters as they were before that read.
+  void refreshCache() {
+    uint64_t g = 0;
+    bool settled = gen.words && gen.settled(&g);
+    int64_t v;
+    {
+      Use u(*this, kDataVersion);
+      u.step();
+      v = u.i64(0);
+    }
+    if (v != dataVersion) {
+      forget();
+      dataVersion = v;
+      // Another process wrote: it may have made the counter file we could not find before.
+      if (!gen.words) {
+        int err = 0;
+        mapGeneration(path(), writable, false, &gen, &err);
+      }
+    }
+    label = settled ? g : kNoLabel;
+  }
+
+  // Called under the write lock before COMMIT of a transaction that changed something. A return
+  // other than 0 refuses the write: others may trust counters that we could not move.
+  LONG announceWrite(uint64_t* begun) {
+    *begun = 0;
+    if (!gen.words || !gen.writable) {
+      int err = 0;
+      GenResult r = mapGeneration(path(), true, true, &gen, &err);
+      if (!gen.words || !gen.writable) {
+        if (r == GenResult::Missing) {
+          gen.unmap();
+          return ERROR_SUCCESS;  // no counter file, and none can appear while we hold the lock
+        }
+        return err == EACCES || err == EPERM || err == EROFS ? LONG(ERROR_ACCESS_DENIED)
+                                                             : LONG(ERROR_REGISTRY_IO_FAILED);
+      }
+    }
+    *begun = gen.begin();
+    writeHook(WritePoint::Begun);
+    return ERROR_SUCCESS;
   }
 
   int readUserVersion(int* version) {
@@ -335,6 +628,18 @@ class Hive {
     for (int i = 0; i < kSqlCount; ++i)
       check(sqlite3_prepare_v3(db, kSqlText[i], -1, SQLITE_PREPARE_PERSISTENT, &stmt[i], nullptr));
     state = State::Open;
+    openGeneration();
+  }
+
+  // Maps the counter file, making it under the write lock when it is missing and we may write.
+  // Any failure leaves the hive on the slow path.
+  void openGeneration() {
+    int err = 0;
+    if (mapGeneration(path(), writable, false, &gen, &err) != GenResult::Missing || !writable) return;
+    if (sqlite3_exec(db, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr) != SQLITE_OK) return;
+    mapGeneration(path(), true, true, &gen, &err);
+    if (sqlite3_exec(db, "COMMIT", nullptr, nullptr, nullptr) != SQLITE_OK)
+      sqlite3_exec(db, "ROLLBACK", nullptr, nullptr, nullptr);
   }
 
   // Renames the database and its companions out of the way; never deletes a byte of them.
@@ -347,17 +652,6 @@ class Hive {
     std::rename(base.c_str(), target.c_str());
     std::rename((base + "-wal").c_str(), (target + "-wal").c_str());
     std::rename((base + "-shm").c_str(), (target + "-shm").c_str());
-  }
-
-  // Another process committed since we last looked: what we remember may be stale.
-  void refreshCache() {
-    Use u(*this, kDataVersion);
-    u.step();
-    int64_t v = u.i64(0);
-    if (v != dataVersion) {
-      edges.clear();
-      dataVersion = v;
-    }
   }
 
   // Runs `body` as one transaction, retrying when the hive is busy; `absent` answers for a hive
@@ -376,7 +670,35 @@ class Hive {
           exec(mode == Mode::Write ? kBeginImmediate : kBegin);
           inTxn = true;
         }
-        if (mode == Mode::Walk || mode == Mode::Write) refreshCache();
+        if (mode == Mode::Write) {
+          refreshCache();
+          int changesBefore = sqlite3_total_changes(db);
+          LONG r = body();
+          uint64_t begun = 0;
+          if (sqlite3_total_changes(db) != changesBefore) {
+            if (LONG refused = announceWrite(&begun)) {
+              sqlite3_exec(db, "ROLLBACK", nullptr, nullptr, nullptr);
+              forget();
+              return refused;
+            }
+          }
+          exec(kCommit);
+          inTxn = false;
+          if (begun) {
+            writeHook(WritePoint::Committed);
+            gen.raiseEnded(begun);
+            // Our caches matched the hive when the transaction began (refreshCache) and the body
+            // kept them up to date: they are the hive as of our own generation.
+            label = begun;
+          }
+          return r;
+        }
+        if (mode == Mode::Walk && !cachesCurrent()) refreshCache();
+        // Cached reads pay for data_version only when it relabels the caches for the reads after.
+        if (mode == Mode::Cached && !cachesCurrent()) {
+          uint64_t g = 0;
+          if (gen.words && gen.settled(&g)) refreshCache();
+        }
         LONG r = body();
         if (inTxn) {
           exec(kCommit);
@@ -388,8 +710,9 @@ class Hive {
         int primary = e.rc & 0xFF;
         bool ready = state == State::Open;
         if (!ready && primary != SQLITE_CORRUPT && primary != SQLITE_NOTADB) close();  // half opened: again
-        edges.clear();
-        dataVersion = -1;
+        // A write that failed after announcing itself leaves begun ahead of ended: readers take
+        // the slow path until the next writer closes it, as after a writer that was killed.
+        forget();
         switch (primary) {
           case SQLITE_BUSY:
           case SQLITE_LOCKED:
@@ -428,13 +751,22 @@ class Hive {
 
   // The child `name` of `parent`, or 0.
   int64_t child(int64_t parent, const Bytes& fold) {
-    std::string ek = edgeKey(parent, fold);
-    if (auto it = edges.find(ek); it != edges.end()) return it->second;
+    cacheKey(parent, fold, &scratch);
+    return childOfScratch(parent);
+  }
+  int64_t child(int64_t parent, const Name& name) {
+    cacheKey(parent, name, &scratch);
+    return childOfScratch(parent);
+  }
+  // The child whose cache key is in `scratch`.
+  int64_t childOfScratch(int64_t parent) {
+    if (auto it = edges.find(scratch); it != edges.end()) return it->second;
+    Bytes fold(scratch, sizeof parent);
     Use u(*this, kFindChild);
     if (!u.bind(1, parent).bind(2, fold).step()) return 0;
     int64_t id = u.i64(0);
     if (edges.size() > 100000) edges.clear();
-    edges.emplace(std::move(ek), id);
+    edges.emplace(scratch, id);
     return id;
   }
 
@@ -454,14 +786,31 @@ namespace {
 LONG absentKey(int64_t key) { return key == kRootKeyId ? ERROR_SUCCESS : ERROR_KEY_DELETED; }
 }  // namespace
 
+// A walk answered from the edges alone, when they can be trusted; false sends it to SQLite.
+bool openCached(Hive& h, int64_t key, const std::vector<Name>& path, int64_t* out) {
+  std::lock_guard<std::mutex> lock(h.mu);
+  if (h.state != Hive::State::Open || !h.cachesCurrent()) return false;
+  if (path.empty() && key != kRootKeyId) return false;  // its existence needs a look
+  int64_t cur = key;
+  for (const Name& comp : path) {
+    cacheKey(cur, comp, &h.scratch);
+    auto it = h.edges.find(h.scratch);
+    if (it == h.edges.end()) return false;
+    cur = it->second;
+  }
+  *out = cur;
+  return true;
+}
+
 LONG openPath(Hive& h, int64_t key, const std::vector<Name>& path, int64_t* out) {
+  if (openCached(h, key, path, out)) return ERROR_SUCCESS;
   return h.run(
       Hive::Mode::Walk,
       [&]() -> LONG {
         int64_t cur = key;
         bool checked = false;
         for (const Name& comp : path) {
-          int64_t next = h.child(cur, folded(comp));
+          int64_t next = h.child(cur, comp);
           if (!next) {
             if (!checked && !h.exists(key)) return ERROR_KEY_DELETED;
             return ERROR_FILE_NOT_FOUND;
@@ -546,6 +895,7 @@ LONG deletePath(Hive& h, int64_t key, const std::vector<Name>& path) {
           Hive::Use u(h, kDeleteKey);
           u.bind(1, cur).step();
         }
+        h.values.eraseKey(cur);
         // The key's own edge: found through a handle to it we do not know its parent, so forget all.
         if (parent) {
           h.edges.erase(edgeKey(parent, fold));
@@ -575,19 +925,49 @@ bool hiveIsWritable(Hive& h) {
   return h.state == Hive::State::Open && h.writable;
 }
 
+namespace {
+// The value in the cache when the cache can be trusted; `h.scratch` holds its cache key.
+bool valueFromCache(Hive& h, int64_t key, const Name& name, DWORD* type, Bytes* data, LONG* rc) {
+  if (!h.cachesCurrent()) return false;
+  cacheKey(key, name, &h.scratch);
+  const ValueCache::Entry* e = h.values.find(h.scratch);
+  if (!e) return false;
+  if (!e->present) {
+    *rc = ERROR_FILE_NOT_FOUND;
+  } else {
+    *type = e->type;
+    *data = e->data;
+    *rc = ERROR_SUCCESS;
+  }
+  return true;
+}
+}  // namespace
+
 LONG queryValue(Hive& h, int64_t key, const Name& name, DWORD* type, Bytes* data) {
+  {
+    std::lock_guard<std::mutex> lock(h.mu);
+    LONG rc;
+    if (h.state == Hive::State::Open && valueFromCache(h, key, name, type, data, &rc)) return rc;
+  }
   return h.run(
-      Hive::Mode::Auto,
+      Hive::Mode::Cached,
       [&]() -> LONG {
+        LONG rc;
+        if (valueFromCache(h, key, name, type, data, &rc)) return rc;
+        Bytes fold = folded(name);
+        cacheKey(key, fold, &h.scratch);
         {
           Hive::Use u(h, kGetValue);
-          if (u.bind(1, key).bind(2, folded(name)).step()) {
+          if (u.bind(1, key).bind(2, fold).step()) {
             *type = DWORD(u.i64(1));
             *data = u.blob(2);
+            if (h.gen.words) h.values.put(h.scratch, true, *type, *data);
             return ERROR_SUCCESS;
           }
         }
-        return h.exists(key) ? ERROR_FILE_NOT_FOUND : ERROR_KEY_DELETED;
+        if (!h.exists(key)) return ERROR_KEY_DELETED;
+        if (h.gen.words) h.values.put(h.scratch, false, REG_NONE, Bytes());
+        return ERROR_FILE_NOT_FOUND;
       },
       [&] {
         LONG rc = absentKey(key);
@@ -609,6 +989,8 @@ LONG setValue(Hive& h, int64_t key, const Name& name, DWORD type, const Bytes& d
             id = u.i64(0);
           }
         }
+        cacheKey(key, fold, &h.scratch);
+        h.values.put(h.scratch, true, type, data);
         if (id) {
           Hive::Use u(h, kUpdateValue);
           u.bind(1, id).bind(2, int64_t(type)).bind(3, data).step();
@@ -627,10 +1009,13 @@ LONG deleteValue(Hive& h, int64_t key, const Name& name) {
       Hive::Mode::Write,
       [&]() -> LONG {
         if (!h.exists(key)) return ERROR_KEY_DELETED;
+        Bytes fold = folded(name);
         {
           Hive::Use u(h, kDeleteValue);
-          u.bind(1, key).bind(2, folded(name)).step();
+          u.bind(1, key).bind(2, fold).step();
         }
+        cacheKey(key, fold, &h.scratch);
+        h.values.put(h.scratch, false, REG_NONE, Bytes());
         if (sqlite3_changes(h.db) == 0) return ERROR_FILE_NOT_FOUND;
         h.touch(key, nowFileTime());
         return ERROR_SUCCESS;
@@ -708,6 +1093,14 @@ LONG queryInfo(Hive& h, int64_t key, KeyInfo* info) {
 }
 
 std::string hiveFilePath(HiveId id) { return hive(id).path(); }
+
+void setWriteHookForTesting(WriteHook hook) { g_writeHook.store(hook, std::memory_order_relaxed); }
+
+CacheStats cacheStatsForTesting(HiveId id) {
+  Hive& h = hive(id);
+  std::lock_guard<std::mutex> lock(h.mu);
+  return CacheStats{h.values.size(), h.values.bytes(), h.edges.size()};
+}
 
 void resetForTesting() {
   for (int i = 0; i < int(HiveId::Count); ++i) {

@@ -56,4 +56,21 @@ LONG queryInfo(Hive& h, int64_t key, KeyInfo* info);
 KVDUTU_API std::string hiveFilePath(HiveId id);
 KVDUTU_API void resetForTesting();
 
+// The value cache's bounds: values of more than kValueCacheMaxValueBytes are not kept.
+constexpr size_t kValueCacheMaxEntries = 4096;
+constexpr size_t kValueCacheMaxBytes = size_t(1) << 20;
+constexpr size_t kValueCacheMaxValueBytes = 16384;
+
+struct CacheStats {
+  size_t values = 0, valueBytes = 0, edges = 0;
+};
+KVDUTU_API CacheStats cacheStatsForTesting(HiveId id);
+
+// For tests that kill a writer mid-write: called, when set, after the writer has announced its
+// write in the hive's change counters (Begun) and after its COMMIT (Committed), before it records
+// the end. One relaxed load per write when unset.
+enum class WritePoint { Begun, Committed };
+using WriteHook = void (*)(WritePoint);
+KVDUTU_API void setWriteHookForTesting(WriteHook hook);
+
 }  // namespace KvdUtils::Platform::RegistryStore
