@@ -191,7 +191,7 @@ KVDUTU_API BOOL CopyFileW(LPCWSTR lpExistingFileName, LPCWSTR lpNewFileName, BOO
 KVDUTU_API BOOL MoveFileExW(LPCWSTR lpExistingFileName, LPCWSTR lpNewFileName, DWORD dwFlags);
 KVDUTU_API BOOL MoveFileW(LPCWSTR lpExistingFileName, LPCWSTR lpNewFileName);
 
-// "<path>\<up to 3 chars of prefix><hex>.TMP"; with uUnique 0 the file is made (empty) with a
+// "<path>\<up to 3 chars of prefix><HEX>.tmp" as Windows writes it; with uUnique 0 the file is made (empty) with a
 // number not yet taken. The separator added is `/` when lpPathName is a native path.
 KVDUTU_API UINT GetTempFileNameW(LPCWSTR lpPathName, LPCWSTR lpPrefixString, UINT uUnique, LPWSTR lpTempFileName);
 // TMP, TEMP (names without regard to case, as Windows reads them), TMPDIR, then /tmp; always with

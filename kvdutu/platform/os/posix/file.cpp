@@ -684,7 +684,7 @@ UINT GetTempFileNameW(LPCWSTR lpPathName, LPCWSTR lpPrefixString, UINT uUnique, 
   auto nameFor = [&](UINT n) {
     wchar_t hex[16];
     std::swprintf(hex, 16, L"%X", n);
-    return base + prefix + hex + L".TMP";
+    return base + prefix + hex + L".tmp";
   };
   uUnique &= 0xFFFFu;
   if (uUnique != 0) {
@@ -851,19 +851,27 @@ DWORD CreatePrivateDirectory(LPCWSTR path) {
   DWORD error = 0;
   if (!toNativePath(path, native, error)) return error;
   while (native.size() > 1 && native.back() == '/') native.pop_back();
-  if (::mkdir(native.c_str(), 0700) == 0) {
-    // The umask may have taken bits away, never added any; the folder is ours.
-    (void)::chmod(native.c_str(), 0700);
-    return ERROR_SUCCESS;
+  const bool made = ::mkdir(native.c_str(), 0700) == 0;
+  if (!made && errno != EEXIST) return errno == ENOENT ? DWORD(ERROR_PATH_NOT_FOUND) : fileError(errno, native);
+  // Whatever stands there now is judged through a descriptor that cannot follow a link, so that
+  // nothing can be swapped in between the look and the narrowing.
+  int fd = ::open(native.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+  if (fd < 0) {
+    if (errno == ELOOP) return ERROR_ACCESS_DENIED;  // a symbolic link
+    if (errno == ENOTDIR) {
+      struct stat st;
+      return (::lstat(native.c_str(), &st) == 0 && S_ISLNK(st.st_mode)) ? DWORD(ERROR_ACCESS_DENIED)
+                                                                         : DWORD(ERROR_ALREADY_EXISTS);
+    }
+    return fileError(errno, native);
   }
-  if (errno != EEXIST) return errno == ENOENT ? DWORD(ERROR_PATH_NOT_FOUND) : fileError(errno, native);
   struct stat st;
-  if (::lstat(native.c_str(), &st) != 0) return fileError(errno, native);
-  if (S_ISLNK(st.st_mode)) return ERROR_ACCESS_DENIED;
-  if (!S_ISDIR(st.st_mode)) return ERROR_ALREADY_EXISTS;
-  if (st.st_uid != ::geteuid()) return ERROR_ACCESS_DENIED;
-  if ((st.st_mode & 077) != 0 && ::chmod(native.c_str(), 0700) != 0) return fileError(errno, native);
-  return ERROR_SUCCESS;
+  DWORD result = ERROR_SUCCESS;
+  if (::fstat(fd, &st) != 0) result = fileError(errno, native);
+  else if (st.st_uid != ::geteuid()) result = ERROR_ACCESS_DENIED;
+  else if ((st.st_mode & 07777) != 0700 && ::fchmod(fd, 0700) != 0) result = fileError(errno, native);
+  ::close(fd);
+  return result;
 }
 
 }  // namespace KvdUtils::Platform
