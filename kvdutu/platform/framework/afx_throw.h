@@ -4,4 +4,4 @@
 
 #include "kvdutu/platform/export.h"
 
-KVDUTU_API [[noreturn]] void AfxThrowInvalidArgException();
+[[noreturn]] KVDUTU_API void AfxThrowInvalidArgException();
