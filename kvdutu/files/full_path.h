@@ -62,6 +62,9 @@ class KVDUTU_API suFullPath_c : public CString {
   // 1 if both paths name the same location once drives are replaced by the share or
   // administrative form behind them, '/' by '\' and doubled separators behind a drive by one.
   int operator==(const suFullPath_c& other) const;
+  // The string's own inequality: the texts differ, case counted. Declared here because C++20
+  // would otherwise rewrite != through the int-valued operator== above and refuse it.
+  bool operator!=(const suFullPath_c& other) const { return Compare(other) != 0; }
 };
 
 namespace KvdUtils::File {

@@ -111,6 +111,13 @@ TEST_F(FullPathEquality, MappedDriveEqualsItsShare) {
   EXPECT_EQ(equal(L"N:\\proj\\a.KVDPRT", L"C:\\proj\\a.KVDPRT"), rootOf(L"N") == rootOf(L"C") ? 1 : 0);
 }
 
+TEST_F(FullPathEquality, InequalityIsTheStringsOwnComparisonOfTheText) {
+  EXPECT_EQ(suFullPath_c(L"c:/A//b") == suFullPath_c(L"C:\\a\\B"), 1);
+  EXPECT_TRUE(suFullPath_c(L"c:/A//b") != suFullPath_c(L"C:\\a\\B"));
+  EXPECT_TRUE(suFullPath_c(L"C:\\a") != suFullPath_c(L"c:\\a"));
+  EXPECT_FALSE(suFullPath_c(L"C:\\a") != suFullPath_c(L"C:\\a"));
+}
+
 TEST_F(FullPathEquality, PathsWithoutADriveOnlyTurnTheirSlashes) {
   EXPECT_EQ(equal(L"//srv/sh/a", L"\\\\srv\\sh\\a"), 1);
   EXPECT_EQ(equal(L"\\\\SRV\\sh\\A.prt", L"\\\\srv\\SH\\a.PRT"), 1);

@@ -27,9 +27,23 @@ struct Row {
   const wchar_t* lowestFolder;
 };
 
+// Quoted, so that no printed path ends in a backslash (the test runner's listing would join it
+// with the next line).
 void PrintTo(const Row& r, std::ostream* os) {
+  *os << '"';
   for (const wchar_t* p = r.path; *p; ++p) *os << (*p < 128 ? static_cast<char>(*p) : '?');
-  if (!*r.path) *os << "(empty)";
+  *os << '"';
+}
+
+// Test names for the runner: the row's number and its path with every other character than a
+// letter or digit as '_' (separators and colons would break the names).
+std::string RowName(const ::testing::TestParamInfo<Row>& info) {
+  std::string name = std::to_string(info.index) + "_";
+  for (const wchar_t* p = info.param.path; *p; ++p) {
+    bool alnum = (*p >= L'a' && *p <= L'z') || (*p >= L'A' && *p <= L'Z') || (*p >= L'0' && *p <= L'9');
+    name += alnum ? static_cast<char>(*p) : '_';
+  }
+  return name;
 }
 
 class FullPathAccessors : public ::testing::TestWithParam<Row> {};
@@ -133,7 +147,8 @@ INSTANTIATE_TEST_SUITE_P(
         Row{L"\\\\srv\\a:b", L"\\\\srv\\a", L"\\\\srv\\a:b", 1, L"\\\\srv", L"\\\\srv\\", L"a:b", L"a:b", L"a:b",
             L"", L"\\"},
         Row{L":x", L"", L":x", 0, L"", L"", L":x", L":x", L":x", L"", L":x"},
-        Row{L"ab:c:d", L"ab", L"ab:c:d", 0, L"", L"", L"ab:c:d", L"ab:c:d", L"ab:c:d", L"", L"ab:c:d"}));
+        Row{L"ab:c:d", L"ab", L"ab:c:d", 0, L"", L"", L"ab:c:d", L"ab:c:d", L"ab:c:d", L"", L"ab:c:d"}),
+    RowName);
 
 INSTANTIATE_TEST_SUITE_P(
     NetworkPaths, FullPathAccessors,
@@ -156,7 +171,8 @@ INSTANTIATE_TEST_SUITE_P(
         Row{L"//srv/sh/f", L"", L"//srv/sh/f", 0, L"//srv/sh", L"//srv/sh/", L"f", L"f", L"f", L"", L"//srv/sh/f"},
         Row{L"\\/srv\\sh\\f", L"", L"\\/srv\\sh\\f", 0, L"\\/srv\\sh", L"\\/srv\\sh\\", L"f", L"f", L"f", L"",
             L"\\/srv"},
-        Row{L"\\", L"", L"\\", 0, L"", L"\\", L"", L"", L"", L"", L"\\"}));
+        Row{L"\\", L"", L"\\", 0, L"", L"\\", L"", L"", L"", L"", L"\\"}),
+    RowName);
 
 INSTANTIATE_TEST_SUITE_P(
     WebLocations, FullPathAccessors,
@@ -184,7 +200,8 @@ INSTANTIATE_TEST_SUITE_P(
         Row{L"https://h/d/f.prt?x=a/b", L"", L"https://h/d/f.prt?x=a/b", 0, L"https://h/d/f.prt?x=a",
             L"https://h/d/f.prt?x=a/", L"b", L"b", L"b", L"prt?x=a/b", L"https://h/d/f.prt?x=a"},
         Row{L"http://host/", L"", L"http://host/", 0, L"http://host", L"http://host/", L"", L"", L"", L"",
-            L"http://host"}));
+            L"http://host"}),
+    RowName);
 
 TEST(FullPath, KnownExtensionIsStrippedOnceSoTheResultIsStable) {
   CString first, second;
