@@ -42,8 +42,17 @@ void exercise(const suFullPath_c& path) {
   path.getNameWithExt(&nameExt);
   path.getExtension(&ext);
   path.getLowestFolder(&lowest);
-  CString extension = ext;
-  suFullPath_c::isKorvalindeExt(extension);
+  // The design extension test against a plain no-case comparison with each name of the list.
+  static const wchar_t* const kKnown[] = {L"KVDASM", L"ASM",    L"KVDDRW", L"DRW",    L"KVDLFP",
+                                          L"LFP",    L"KVDFTP", L"KVDPRT", L"PRT",    L"KVDBLK",
+                                          L"KVDSYM", L"PRTDOT", L"ASMDOT", L"DRWDOT", L"ext"};
+  for (const CString* candidate : {&ext, &nameExt, &drive}) {
+    CString extension = *candidate;
+    int expected = 0;
+    for (const wchar_t* known : kKnown)
+      if (extension.CompareNoCase(known) == 0) expected = 1;
+    check(suFullPath_c::isKorvalindeExt(extension) == expected);
+  }
 
   check((dirSep + nameExt).Compare(path) == 0);
   check(nameExt.Left(name.GetLength()) == name);

@@ -136,6 +136,23 @@ int suFullPath_c::getLowestFolder(CString* out) const {
 }
 
 int suFullPath_c::isKorvalindeExt(CString& extension) {
+  // Plain ASCII text folds alike under every case rule, so it takes a quick road: the list holds
+  // names of three and six letters only. Other text goes through the string's own comparison.
+  const wchar_t* text = extension.GetString();
+  size_t length = 0;
+  bool ascii = true;
+  for (; text[length]; ++length)
+    if (static_cast<unsigned>(text[length]) >= 0x80) ascii = false;
+  if (ascii) {
+    if (length != 3 && length != 6) return 0;
+    auto fold = [](wchar_t c) { return (c >= L'A' && c <= L'Z') ? static_cast<wchar_t>(c + (L'a' - L'A')) : c; };
+    for (const wchar_t* known : kDesignExtensions) {
+      size_t i = 0;
+      while (i < length && known[i] && fold(text[i]) == fold(known[i])) ++i;
+      if (i == length && !known[i]) return 1;
+    }
+    return 0;
+  }
   for (const wchar_t* known : kDesignExtensions)
     if (extension.CompareNoCase(known) == 0) return 1;
   return 0;

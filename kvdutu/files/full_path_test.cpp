@@ -228,6 +228,13 @@ TEST(FullPath, DesignExtensionsAreTheFixedListInAnyCase) {
     EXPECT_EQ(suFullPath_c::isKorvalindeExt(text), 0);
     EXPECT_EQ(Str(text), e) << "the extension is left as given";
   }
+  // Non-ASCII text is compared too, and never taken for a design extension by its ASCII part.
+  CString accented(L"PRT\x00e9"), accentedOnly(L"\x00e9\x00e9\x00e9");
+  EXPECT_EQ(suFullPath_c::isKorvalindeExt(accented), 0);
+  EXPECT_EQ(suFullPath_c::isKorvalindeExt(accentedOnly), 0);
+  // The comparison is of C strings: the text ends at an embedded zero, as the runtime's does.
+  CString zero(L"prt\0\x00e9", 5);
+  EXPECT_EQ(suFullPath_c::isKorvalindeExt(zero), 1);
 }
 
 TEST(FullPath, NullOutputIsRefused) {
