@@ -3,6 +3,7 @@
 
 #include "kvdutu/platform/export.h"
 #include "kvdutu/platform/win_types.h"
+#include "kvdutu/files/full_path.h"
 #include "kvdutu/frame/api_controllers.h"
 #include "kvdutu/frame/api_display_mode.h"
 #include "kvdutu/frame/app_identity.h"
