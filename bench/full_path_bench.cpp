@@ -5,9 +5,9 @@
 #include <benchmark/benchmark.h>
 #include <stdlib.h>
 
-#include <chrono>
 #include <filesystem>
 
+#include "bench/ratio.h"
 #include "kvdutu/files/full_path.h"
 
 namespace {
@@ -15,28 +15,6 @@ namespace {
 // The same location in both forms; the drive table maps N to a share, as a design office has it.
 const wchar_t kPath[] = L"N:\\designs\\project 7\\sub.assemblies\\bracket.rev2.KVDPRT";
 const char kPeerPath[] = "/mnt/designs/project 7/sub.assemblies/bracket.rev2.KVDPRT";
-
-// Runs `subject` and `peer` interleaved in blocks of 100 so that both see the same machine state,
-// and reports their mean times and the ratio subject / peer.
-template <class Subject, class Peer>
-void measure(benchmark::State& state, Subject subject, Peer peer) {
-  using Clock = std::chrono::steady_clock;
-  double subjectNs = 0, peerNs = 0;
-  int64_t blocks = 0;
-  for (auto _ : state) {
-    auto t0 = Clock::now();
-    for (int i = 0; i < 100; ++i) benchmark::DoNotOptimize(subject());
-    auto t1 = Clock::now();
-    for (int i = 0; i < 100; ++i) benchmark::DoNotOptimize(peer());
-    auto t2 = Clock::now();
-    subjectNs += std::chrono::duration<double, std::nano>(t1 - t0).count() / 100;
-    peerNs += std::chrono::duration<double, std::nano>(t2 - t1).count() / 100;
-    ++blocks;
-  }
-  state.counters["subject_ns"] = subjectNs / double(blocks);
-  state.counters["peer_ns"] = peerNs / double(blocks);
-  state.counters["ratio"] = subjectNs / peerNs;
-}
 
 struct Fixture {
   suFullPath_c path{kPath};
@@ -51,7 +29,7 @@ Fixture& fixture() {
 
 void BM_NameWithExtVsFilename(benchmark::State& state) {
   Fixture& f = fixture();
-  measure(
+  KvdBench::measureRatio(
       state,
       [&] {
         CString out;
@@ -64,7 +42,7 @@ BENCHMARK(BM_NameWithExtVsFilename);
 
 void BM_NameVsStem(benchmark::State& state) {
   Fixture& f = fixture();
-  measure(
+  KvdBench::measureRatio(
       state,
       [&] {
         CString out;
@@ -77,7 +55,7 @@ BENCHMARK(BM_NameVsStem);
 
 void BM_NameKnownExtensionVsStem(benchmark::State& state) {
   Fixture& f = fixture();
-  measure(
+  KvdBench::measureRatio(
       state,
       [&] {
         CString out;
@@ -90,7 +68,7 @@ BENCHMARK(BM_NameKnownExtensionVsStem);
 
 void BM_ExtensionVsExtension(benchmark::State& state) {
   Fixture& f = fixture();
-  measure(
+  KvdBench::measureRatio(
       state,
       [&] {
         CString out;
@@ -103,7 +81,7 @@ BENCHMARK(BM_ExtensionVsExtension);
 
 void BM_DirectoryVsParentPath(benchmark::State& state) {
   Fixture& f = fixture();
-  measure(
+  KvdBench::measureRatio(
       state,
       [&] {
         CString out;
@@ -118,7 +96,7 @@ void BM_EqualityVsLexicallyNormal(benchmark::State& state) {
   Fixture& f = fixture();
   const suFullPath_c other(L"\\\\fileserver\\designs\\designs\\project 7\\sub.assemblies\\bracket.rev2.KVDPRT");
   const std::filesystem::path peerOther("/mnt/designs//project 7/./sub.assemblies/bracket.rev2.KVDPRT");
-  measure(
+  KvdBench::measureRatio(
       state, [&] { return f.path == other; },
       [&] { return f.peer.lexically_normal() == peerOther.lexically_normal(); });
 }

@@ -7,10 +7,11 @@
 #include <sqlite3.h>
 #include <stdlib.h>
 
-#include <chrono>
 #include <cstring>
 #include <filesystem>
 #include <string>
+
+#include "bench/ratio.h"
 
 namespace KvdBench {
 
@@ -60,26 +61,10 @@ class SqlitePeer {
   sqlite3_stmt* select_ = nullptr;
 };
 
-// Runs `subject` and the peer interleaved in blocks of 100, so that both see the same machine
-// state, and reports their mean times and the ratio subject / peer.
+// `subject` against the SQLite point select (see ratio.h).
 template <class Subject>
 void measureAgainstPeer(benchmark::State& state, SqlitePeer& peer, Subject subject) {
-  using Clock = std::chrono::steady_clock;
-  double subjectNs = 0, peerNs = 0;
-  int64_t blocks = 0;
-  for (auto _ : state) {
-    auto t0 = Clock::now();
-    for (int i = 0; i < 100; ++i) benchmark::DoNotOptimize(subject());
-    auto t1 = Clock::now();
-    for (int i = 0; i < 100; ++i) benchmark::DoNotOptimize(peer.read());
-    auto t2 = Clock::now();
-    subjectNs += std::chrono::duration<double, std::nano>(t1 - t0).count() / 100;
-    peerNs += std::chrono::duration<double, std::nano>(t2 - t1).count() / 100;
-    ++blocks;
-  }
-  state.counters["subject_ns"] = subjectNs / double(blocks);
-  state.counters["peer_ns"] = peerNs / double(blocks);
-  state.counters["ratio"] = subjectNs / peerNs;
+  measureRatio(state, subject, [&peer] { return peer.read(); });
 }
 
 }  // namespace KvdBench
