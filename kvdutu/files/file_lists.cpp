@@ -25,9 +25,11 @@ void su_FindFilesWithExt(const CString& folder, const CString& extension, su_CSt
 }
 
 void su_SortFilesAlphabetically(su_CStringList& names, su_CStringList& sorted) {
+  // Only the names there at the start are taken, so that a list sorted into itself still ends.
+  INT_PTR remaining = names.GetCount();
   POSITION from = names.GetHeadPosition();
-  while (from) {
-    const CString& name = names.GetNext(from);
+  while (from && remaining-- > 0) {
+    const CString name = names.GetNext(from);
     POSITION at = sorted.GetHeadPosition();
     POSITION before = nullptr;
     while (at) {

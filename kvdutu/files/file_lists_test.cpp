@@ -66,6 +66,10 @@ TEST(SuFileLists, SortInsertsIntoWhatIsThere) {
   su_CStringList empty;
   su_SortFilesAlphabetically(empty, mixed);
   EXPECT_EQ(mixed.GetCount(), 4);
+
+  // Sorted into itself: every name that was there goes in once more, and the call ends.
+  su_SortFilesAlphabetically(mixed, mixed);
+  EXPECT_EQ(mixed.GetCount(), 8);
 }
 
 TEST(SuFileLists, RepeatedExtensionsReduceToOne) {

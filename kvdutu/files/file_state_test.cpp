@@ -143,6 +143,8 @@ TEST(SuFileState, AppendCreatesAndNeverEmpties) {
   EXPECT_EQ(ut_appendStringToFile(L"", name.c_str()), 1);
   EXPECT_EQ(read(file), "abcde%sf\r\n");
   EXPECT_EQ(ut_appendStringToFile(L"x", (dir / "no" / "log.txt").wstring().c_str()), 0);
+  EXPECT_EQ(ut_appendStringToFile(L"x", nullptr), 0);
+  EXPECT_FALSE(fs::exists(dir / "no"));
 }
 
 TEST(SuFileState, RemovableOnlyAsksNoFixedDrive) {
