@@ -12,8 +12,6 @@ using KvdUtils::File::Detail::lastSeparator;
 
 namespace {
 
-bool isSeparator(wchar_t c) { return c == L'\\' || c == L'/'; }
-
 // Closes the search however the look-up ends.
 class SearchHandle {
  public:
@@ -67,7 +65,7 @@ int su_CreateDirectoryRecursive(const CString& path) {
 #if !defined(_WIN32)
   // A native absolute path ("/srv/x") has the file system's root above its first level; the root
   // exists. A network path ("\\srv\..." or "//srv/...") still runs down to the empty text and fails.
-  const bool nativeRoot = last == 0 && path[0] == L'/' && !(path.GetLength() > 1 && isSeparator(path[1]));
+  const bool nativeRoot = last == 0 && path[0] == L'/' && !(path.GetLength() > 1 && (path[1] == L'/' || path[1] == L'\\'));
 #else
   const bool nativeRoot = false;
 #endif
