@@ -166,6 +166,39 @@ TEST(SuFileState, WritableFolderIsNotWriteProtected) {
   EXPECT_EQ(error.m_lOsError, -1) << "left alone when the volume takes writes";
 }
 
+// A small volume behind drive Q: of the drive table: the decision is made in whole clusters, so
+// exactly the free room fits and one byte more does not; the message names the root and sizes.
+TEST(SuFileState, SpaceIsCountedInClustersOnASmallVolume) {
+  const fs::path mnt = KvdTest::scratchDir("smallVolume");
+  const std::string mount = "mount -t tmpfs -o size=64k kvdutu-small '" + mnt.string() + "' 2>/dev/null";
+  if (std::system(mount.c_str()) != 0) GTEST_SKIP() << "cannot mount a small tmpfs here (needs root)";
+  setenv("KVDUTU_DRIVES", ("Q=" + mnt.string()).c_str(), 1);
+  P::RegisterStringResource(11448, L"%1|%2|%3");
+  DWORD spc = 0, bps = 0, freeClusters = 0, total = 0;
+  const BOOL asked = P::GetDiskFreeSpaceW(L"Q:\\", &spc, &bps, &freeClusters, &total);
+  const unsigned long room = static_cast<unsigned long>(spc) * bps * freeClusters;
+  int fits = -1, oneMore = -1, clusterLess = -1;
+  std::vector<std::wstring> texts;
+  {
+    BoxRecorder boxes;
+    fits = su_IsEnoughSpace(CString(L"Q:\\part.dat"), room);
+    clusterLess = su_IsEnoughSpace(CString(L"Q:\\dir\\part.dat"), room - 1);
+    oneMore = su_IsEnoughSpace(CString(L"Q:\\part.dat"), room + 1);
+    texts = boxes.m_texts;
+  }
+  P::UnregisterStringResource(11448);
+  unsetenv("KVDUTU_DRIVES");
+  std::system(("umount '" + mnt.string() + "'").c_str());
+
+  ASSERT_TRUE(asked);
+  ASSERT_GT(room, 0ul);
+  EXPECT_EQ(fits, 1);
+  EXPECT_EQ(clusterLess, 1);
+  EXPECT_EQ(oneMore, 0);
+  ASSERT_EQ(texts.size(), 1u);
+  EXPECT_EQ(texts[0], L"Q:\\|" + std::to_wstring((room + 1) >> 10) + L"|" + std::to_wstring(room >> 10));
+}
+
 // A read-only mount refuses the label write. Mounting needs root; elsewhere the test says so.
 TEST(SuFileState, ReadOnlyMountIsWriteProtected) {
   const fs::path mnt = KvdTest::scratchDir("readOnlyMount");
