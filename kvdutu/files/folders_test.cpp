@@ -49,6 +49,20 @@ TEST(SuFolders, ExistingFolderWithAndWithoutTrailingBackslash) {
   EXPECT_EQ(su_DirectoryExists(((dir / "sub").wstring() + L"\\").c_str()), 1);
 }
 
+// A drive root is a folder, also where a search cannot find it.
+TEST(SuFolders, RootOfTheTestDriveIsAFolder) {
+  const std::wstring dir = KvdTest::scratchDir("dirExistsRoot").wstring();
+  const std::wstring root = dir.substr(0, dir.find_first_of(L"\\/") + 1);
+  EXPECT_EQ(su_DirectoryExists(root.c_str()), 1) << std::string(root.begin(), root.end());
+#if !defined(_WIN32)
+  setenv("KVDUTU_DRIVES", ("Q=" + KvdTest::scratchDir("dirExistsRootQ").string()).c_str(), 1);
+  EXPECT_EQ(su_DirectoryExists(L"Q:\\"), 1);
+  EXPECT_EQ(su_DirectoryExists(L"Q:"), 1);
+  unsetenv("KVDUTU_DRIVES");
+  EXPECT_EQ(su_DirectoryExists(L"Q:\\"), 0) << "an unmapped drive is nothing";
+#endif
+}
+
 // The bare name of what the search finds is looked up in the working folder: an existing file
 // counts as a folder unless a non-folder of the same name lies there.
 TEST(SuFolders, ExistingEntryIsJudgedByItsBareNameInTheWorkingFolder) {
