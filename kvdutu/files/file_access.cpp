@@ -9,6 +9,11 @@ int fileAccess::SafeOpen(const CString& name, unsigned int flags) {
 
 namespace {
 
+// The buffer form's count as ReadString takes it (fgets-style, one place for the terminator), and
+// the size of the buffer that `line` lends it.
+constexpr unsigned int kLineChars = 259;
+constexpr int kBufferChars = 260;
+
 // Gives the string back its length from the terminator even when ReadString throws, so that an
 // exception never leaves `line` with its buffer still lent out.
 class LentBuffer {

@@ -32,9 +32,4 @@ class KVDUTU_API fileAccess : public CStdioFile {
   int ReadLine(CString& line, int anyLength);
   void WriteLine(const CString& text);
   void WritePartLine(const CString& text);
-
-  // The buffer form's character count as passed to ReadString (fgets-style: one place for the
-  // terminator), and the size of the buffer that `line` lends it.
-  static constexpr unsigned int kLineChars = 259;
-  static constexpr int kBufferChars = 260;
 };

@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "kvdutu/platform/os/text.h"
 #include "support/test_env.h"
 
 namespace {
@@ -95,9 +96,13 @@ TEST_F(FileAccessTest, BufferFormSplitsLinesAt258Characters) {
 }
 
 TEST_F(FileAccessTest, LimitCountsCharactersNotBytes) {
-  // 257 two-byte UTF-8 characters in a narrow text file are 257 characters of a wide line.
+  // 257 accented letters in a narrow text file are 257 characters of a wide line, also where the
+  // narrow code page spends two bytes on each (UTF-8 on Linux).
+  char narrow[8] = {};
+  const int bytes = KvdUtils::Platform::WideCharToMultiByte(CP_ACP, 0, L"\u00E9", 1, narrow, 8, nullptr, nullptr);
+  ASSERT_GE(bytes, 1);
   std::string line;
-  for (int i = 0; i < 257; ++i) line += "\xC3\xA9";
+  for (int i = 0; i < 257; ++i) line.append(narrow, static_cast<size_t>(bytes));
   const CString name = MakeFile(line + "\n");
   fileAccess f;
   ASSERT_EQ(f.SafeOpen(name, CFile::modeRead | CFile::typeText), 1);
