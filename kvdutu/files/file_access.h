@@ -8,7 +8,9 @@
 //    arrives in pieces over several calls; only the last piece ends in "\n". The result is the
 //    number of characters read, so an empty line gives 1 and 0 means the end of the file. A
 //    piece that fills the whole buffer (259 characters, which only a subclass's ReadString can
-//    deliver) also gives 0, with the text left in `line`: callers treat it like the end.
+//    deliver) also gives 0, with the text left in `line`: callers treat it like the end. The
+//    length is taken from the first zero character, so a zero character cuts a piece short, and
+//    one at the start of a piece reads as the end of the file.
 //  * non-zero: a whole line of any length without its line end; the result is its length plus
 //    one, so again only the end of the file gives 0.
 //

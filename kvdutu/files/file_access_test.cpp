@@ -150,6 +150,24 @@ TEST_F(FileAccessTest, BinaryModeReadsUtf16AndKeepsTheCarriageReturn) {
   EXPECT_EQ(ReadAll(f, 1), (Lines{{5, L"\uFEFFab\r"}, {3, L"cd"}, {0, L""}}));
 }
 
+TEST_F(FileAccessTest, ZeroCharacterCutsTheBufferFormShort) {
+  // The buffer form measures the text up to its first zero; the other form keeps it all.
+  const CString name = MakeFile(std::string("ab\0cd\n\0tail\n", 12));
+  {
+    fileAccess f;
+    ASSERT_EQ(f.SafeOpen(name, CFile::modeRead), 1);
+    CString line;
+    EXPECT_EQ(f.ReadLine(line, 0), 2);
+    EXPECT_EQ(Str(line), L"ab");
+    EXPECT_EQ(f.ReadLine(line, 0), 0);  // looks like the end although "tail" follows
+  }
+  {
+    fileAccess f;
+    ASSERT_EQ(f.SafeOpen(name, CFile::modeRead), 1);
+    EXPECT_EQ(ReadAll(f, 1), (Lines{{6, std::wstring(L"ab\0cd", 5)}, {6, std::wstring(L"\0tail", 5)}, {0, L""}}));
+  }
+}
+
 TEST_F(FileAccessTest, LinesAcrossTheStreamBufferReadBackWhole) {
   // Lines of every length from 0 to 700 in a text file of several hundred kilobytes, so that
   // line ends, and "\r\n" pairs in particular, fall on every offset of the stream's refills.
