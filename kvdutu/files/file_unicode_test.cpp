@@ -84,6 +84,24 @@ TEST_F(FileUnicodeTest, ReadingGoesOnFromTheStartAfterTheTest) {
 
 TEST_F(FileUnicodeTest, NoFileIsNoUnicode) { EXPECT_EQ(su_IsFileUnicode(nullptr), 0); }
 
+TEST_F(FileUnicodeTest, ReadErrorPassesThroughAfterTheSeekBack) {
+  // A file open for writing only cannot be read: the file class's exception reaches the caller,
+  // and the file stands at its start all the same.
+  const CString name = MakeFile(std::string("\xFF\xFEtext", 6));
+  CFile f;
+  ASSERT_TRUE(f.Open(name, CFile::modeWrite));
+  f.Seek(4, CFile::begin);
+  bool thrown = false;
+  try {
+    su_IsFileUnicode(&f);
+  } catch (CFileException* e) {
+    thrown = true;
+    e->Delete();
+  }
+  EXPECT_TRUE(thrown);
+  EXPECT_EQ(f.GetPosition(), 0u);
+}
+
 // What a caller of the flag does: decide it from the mark when it opens a file for reading.
 class MarkedFile : public su_CStdioFileEx {
  public:
