@@ -3,7 +3,10 @@
 
 #include "kvdutu/platform/export.h"
 #include "kvdutu/platform/win_types.h"
+#include "kvdutu/files/file_access.h"
+#include "kvdutu/files/file_unicode.h"
 #include "kvdutu/files/full_path.h"
+#include "kvdutu/files/stdio_file_ex.h"
 #include "kvdutu/frame/api_controllers.h"
 #include "kvdutu/frame/api_display_mode.h"
 #include "kvdutu/frame/app_identity.h"
