@@ -10,26 +10,14 @@
 #include <cstdlib>
 #include <string>
 
+#include "fuzz/fuzz_text.h"
+
 #include "kvdutu/files/full_path.h"
 
 namespace {
 
-std::wstring decode(const uint8_t* data, size_t size) {
-  std::wstring out;
-  for (size_t i = 0; i < size; ++i) {
-    if (data[i] < 0x80 || i + 1 == size) {
-      out.push_back(static_cast<wchar_t>(data[i]));
-    } else {
-      out.push_back(static_cast<wchar_t>(((data[i] & 0x7F) << 8 | data[i + 1]) + 0x80));
-      ++i;
-    }
-  }
-  return out;
-}
-
-void check(bool condition) {
-  if (!condition) __builtin_trap();
-}
+using KvdFuzz::check;
+using KvdFuzz::decode;
 
 void exercise(const suFullPath_c& path) {
   CString drive, net, dir, dirSep, name, knownName, nameExt, ext, lowest;
