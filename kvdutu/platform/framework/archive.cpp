@@ -644,35 +644,37 @@ CArchive& operator<<(CArchive& ar, const CStringA& str) {
   return ar;
 }
 
-CArchive& operator>>(CArchive& ar, CStringW& str) {
+// A stored string of either width: UTF-16 units when it was stored wide (the result is true), else
+// its narrow bytes.
+static bool readStoredString(CArchive& ar, std::u16string& units, std::string& bytes) {
   bool bUnicode = false;
   const ULONGLONG nLength = readStringLength(ar, bUnicode);
-  std::string bytes;
   readUnits(ar, nLength, bUnicode ? 2 : 1, bytes);
   if (bUnicode) {
-    std::u16string units(static_cast<size_t>(nLength), u'\0');
+    units.assign(static_cast<size_t>(nLength), u'\0');
     for (size_t i = 0; i < units.size(); ++i)
       units[i] = static_cast<char16_t>(static_cast<BYTE>(bytes[2 * i]) | (static_cast<BYTE>(bytes[2 * i + 1]) << 8));
-    str = fromUtf16(units);
-  } else {
-    str = CStringW(CStringA(bytes.data(), static_cast<int>(bytes.size())));
   }
+  return bUnicode;
+}
+
+CArchive& operator>>(CArchive& ar, CStringW& str) {
+  std::u16string units;
+  std::string bytes;
+  if (readStoredString(ar, units, bytes))
+    str = fromUtf16(units);
+  else
+    str = CStringW(CStringA(bytes.data(), static_cast<int>(bytes.size())));
   return ar;
 }
 
 CArchive& operator>>(CArchive& ar, CStringA& str) {
-  bool bUnicode = false;
-  const ULONGLONG nLength = readStringLength(ar, bUnicode);
+  std::u16string units;
   std::string bytes;
-  readUnits(ar, nLength, bUnicode ? 2 : 1, bytes);
-  if (bUnicode) {
-    std::u16string units(static_cast<size_t>(nLength), u'\0');
-    for (size_t i = 0; i < units.size(); ++i)
-      units[i] = static_cast<char16_t>(static_cast<BYTE>(bytes[2 * i]) | (static_cast<BYTE>(bytes[2 * i + 1]) << 8));
+  if (readStoredString(ar, units, bytes))
     str = CStringA(fromUtf16(units));
-  } else {
+  else
     str = CStringA(bytes.data(), static_cast<int>(bytes.size()));
-  }
   return ar;
 }
 

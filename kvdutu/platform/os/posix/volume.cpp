@@ -116,17 +116,23 @@ DWORD clamp32(unsigned long long v) { return v > 0xFFFFFFFFull ? 0xFFFFFFFFu : s
 
 std::atomic<UINT> g_errorMode{0};
 
+// The file system that holds a root path, or FALSE with the last error set.
+bool statRoot(LPCWSTR root, struct statvfs& vfs) {
+  std::string native;
+  if (!mapRoot(root, native)) return false;
+  if (::statvfs(native.c_str(), &vfs) != 0) {
+    SetLastError(fileError(errno, native));
+    return false;
+  }
+  return true;
+}
+
 }  // namespace
 
 BOOL GetDiskFreeSpaceW(LPCWSTR lpRootPathName, LPDWORD lpSectorsPerCluster, LPDWORD lpBytesPerSector,
                        LPDWORD lpNumberOfFreeClusters, LPDWORD lpTotalNumberOfClusters) {
-  std::string native;
-  if (!mapRoot(lpRootPathName, native)) return FALSE;
   struct statvfs vfs;
-  if (::statvfs(native.c_str(), &vfs) != 0) {
-    SetLastError(fileError(errno, native));
-    return FALSE;
-  }
+  if (!statRoot(lpRootPathName, vfs)) return FALSE;
   unsigned long long fragment = vfs.f_frsize ? vfs.f_frsize : vfs.f_bsize;
   DWORD bytesPerSector = fragment >= 512 ? 512 : static_cast<DWORD>(fragment);
   DWORD sectorsPerCluster = static_cast<DWORD>(fragment / bytesPerSector);
@@ -139,13 +145,8 @@ BOOL GetDiskFreeSpaceW(LPCWSTR lpRootPathName, LPDWORD lpSectorsPerCluster, LPDW
 
 BOOL GetDiskFreeSpaceExW(LPCWSTR lpDirectoryName, PULARGE_INTEGER lpFreeBytesAvailableToCaller,
                          PULARGE_INTEGER lpTotalNumberOfBytes, PULARGE_INTEGER lpTotalNumberOfFreeBytes) {
-  std::string native;
-  if (!mapRoot(lpDirectoryName, native)) return FALSE;
   struct statvfs vfs;
-  if (::statvfs(native.c_str(), &vfs) != 0) {
-    SetLastError(fileError(errno, native));
-    return FALSE;
-  }
+  if (!statRoot(lpDirectoryName, vfs)) return FALSE;
   unsigned long long fragment = vfs.f_frsize ? vfs.f_frsize : vfs.f_bsize;
   if (lpFreeBytesAvailableToCaller) lpFreeBytesAvailableToCaller->QuadPart = vfs.f_bavail * fragment;
   if (lpTotalNumberOfBytes) lpTotalNumberOfBytes->QuadPart = vfs.f_blocks * fragment;
@@ -206,13 +207,8 @@ BOOL GetVolumeInformationW(LPCWSTR lpRootPathName, LPWSTR lpVolumeNameBuffer, DW
 }
 
 BOOL SetVolumeLabelW(LPCWSTR lpRootPathName, LPCWSTR /*lpVolumeName*/) {
-  std::string native;
-  if (!mapRoot(lpRootPathName, native)) return FALSE;
   struct statvfs vfs;
-  if (::statvfs(native.c_str(), &vfs) != 0) {
-    SetLastError(fileError(errno, native));
-    return FALSE;
-  }
+  if (!statRoot(lpRootPathName, vfs)) return FALSE;
   // No label is stored: what callers learn from this call is whether the volume takes writes.
   if (vfs.f_flag & ST_RDONLY) {
     SetLastError(ERROR_WRITE_PROTECT);
