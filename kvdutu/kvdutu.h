@@ -3,6 +3,8 @@
 
 #include "kvdutu/platform/export.h"
 #include "kvdutu/platform/win_types.h"
+#include "kvdutu/files/auto_recovery.h"
+#include "kvdutu/files/backups.h"
 #include "kvdutu/files/file_access.h"
 #include "kvdutu/files/file_lists.h"
 #include "kvdutu/files/file_state.h"
@@ -11,6 +13,7 @@
 #include "kvdutu/files/full_path.h"
 #include "kvdutu/files/stdio_file_ex.h"
 #include "kvdutu/files/temp_folders.h"
+#include "kvdutu/files/virtual_components.h"
 #include "kvdutu/frame/api_controllers.h"
 #include "kvdutu/frame/api_display_mode.h"
 #include "kvdutu/frame/app_identity.h"

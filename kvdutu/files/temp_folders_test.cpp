@@ -10,37 +10,14 @@
 #include "kvdutu/files/temp_folders.h"
 #include "kvdutu/platform/os/environment.h"
 #include "kvdutu/platform/os/file.h"
+#include "kvdutu/files/temp_variables_test.h"
 #include "support/test_env.h"
 
 namespace P = KvdUtils::Platform;
 namespace fs = std::filesystem;
+using KvdFilesTest::TempVariables;
 
 namespace {
-
-// Sets "temp" and "tmp" for one test (nullptr: unset) and puts the old values back.
-class TempVariables {
- public:
-  TempVariables(const wchar_t* temp, const wchar_t* tmp) {
-    save(L"temp", m_temp, m_hadTemp);
-    save(L"tmp", m_tmp, m_hadTmp);
-    P::SetEnvironmentVariableW(L"temp", temp);
-    P::SetEnvironmentVariableW(L"tmp", tmp);
-  }
-  ~TempVariables() {
-    P::SetEnvironmentVariableW(L"temp", m_hadTemp ? m_temp.c_str() : nullptr);
-    P::SetEnvironmentVariableW(L"tmp", m_hadTmp ? m_tmp.c_str() : nullptr);
-  }
-
- private:
-  static void save(const wchar_t* name, std::wstring& value, bool& had) {
-    wchar_t buffer[4096] = {};
-    const DWORD n = P::GetEnvironmentVariableW(name, buffer, 4096);
-    had = n > 0 && n < 4096;
-    if (had) value = buffer;
-  }
-  std::wstring m_temp, m_tmp;
-  bool m_hadTemp = false, m_hadTmp = false;
-};
 
 CString longForm(const fs::path& path) {
   wchar_t buffer[1024] = {};

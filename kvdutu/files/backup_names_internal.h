@@ -1,0 +1,34 @@
+// What the backup, auto-save and recovery names share: the host's texts that make them, and the
+// folders under the temporary folder that hold them.
+#pragma once
+
+#include "kvdutu/platform/export.h"
+#include "kvdutu/platform/framework/cstring.h"
+
+namespace KvdUtils::File::Detail {
+
+// The host's string resources behind the names.
+constexpr unsigned int kBackupPrefixText = 10122;  // one "%s" insertion place
+constexpr unsigned int kBackupFolderText = 12256;  // joined directly behind a folder
+constexpr unsigned int kRecoveryPrefixText = 12298;
+
+// The backup prefix with an empty insert (copy 0) or with "(copy) " inserted. False when the host
+// has no such text or the text is not a format with exactly one "%s": filling in anything else
+// would read arguments that are not there, and an empty prefix would make the backup's name the
+// file's own name.
+KVDUTU_API bool backupPrefix(int copy, CString& prefix);
+
+// The recovery prefix; empty when the host has none.
+KVDUTU_API CString recoveryPrefix();
+
+// The long form of the system temporary folder followed directly by the backup folder's text;
+// empty when either is missing.
+CString backupFolderUnderTemp();
+
+// True when a symbolic link (a reparse point on Windows) or another user's folder stands where the
+// library's own folder belongs: such a folder is not handed out. A missing folder is made, private
+// to the user; anything else (a file in the way, a missing parent) is left for the caller's own
+// steps to meet.
+bool refusedAsPrivateFolder(const CString& folder);
+
+}  // namespace KvdUtils::File::Detail
