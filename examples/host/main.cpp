@@ -2,10 +2,12 @@
 // a host, printing what it does at each step.
 #include <kvdutu/kvdutu.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <string>
+#include <vector>
 
 namespace P = KvdUtils::Platform;
 
@@ -28,6 +30,52 @@ void useDemoRegistry() {
 #else
   setenv("KVDUTU_REGISTRY_DIR", folder.string().c_str(), 1);
 #endif
+}
+
+// The demo's files lie in a folder of their own beside the build's programs, made afresh each run;
+// it is also the "temporary folder" the library's backup and recovery folders go in.
+std::filesystem::path freshDemoFiles() {
+  const std::filesystem::path folder =
+      std::filesystem::path(GetKvDirectory().GetString()).parent_path() / "demo-files";
+  std::error_code ec;
+  std::filesystem::remove_all(folder, ec);
+  std::filesystem::create_directories(folder / "designs", ec);
+  std::filesystem::create_directories(folder / "temp", ec);
+  return folder;
+}
+
+// Paths are printed below the demo folder, which stands in front as "<demo>".
+std::string shown(const CString& path, const std::filesystem::path& demo) {
+  std::string text = narrow(path);
+  const std::string prefix = demo.string();
+  if (text.compare(0, prefix.size(), prefix) == 0) text = "<demo>" + text.substr(prefix.size());
+  return text;
+}
+
+// Written through the library's file class, which takes the Windows-form paths that the library
+// hands out.
+void saveDesign(const CString& file, const std::string& revision) {
+  CFile out;
+  if (!out.Open(file, CFile::modeCreate | CFile::modeWrite)) return;
+  out.Write(revision.data(), static_cast<UINT>(revision.size()));
+  out.Close();
+}
+
+// Each file of the folder with the revision it holds, in name order.
+void listFolder(const std::filesystem::path& folder) {
+  std::vector<std::filesystem::path> files;
+  std::error_code ec;
+  for (const auto& entry : std::filesystem::directory_iterator(folder, ec))
+    if (entry.is_regular_file()) files.push_back(entry.path());
+  std::sort(files.begin(), files.end());
+  for (const auto& file : files) {
+    char revision[32] = {};
+    if (std::FILE* f = std::fopen(file.string().c_str(), "rb")) {
+      std::fread(revision, 1, sizeof revision - 1, f);
+      std::fclose(f);
+    }
+    std::printf("  %-34s %s\n", file.filename().string().c_str(), revision);
+  }
 }
 
 // A value straight into a hive, as an installer or an older release left it.
@@ -203,6 +251,69 @@ int main() {
       std::printf("  %s\n", narrow(line.GetLength() > 60 ? line.Left(60) + L"..." : line).c_str());
       start = end + 1;
     }
+  }
+
+  step("Run: rotating backups of a design file");
+  const std::filesystem::path demo = freshDemoFiles();
+  P::SetEnvironmentVariableW(L"temp", (demo / "temp").wstring().c_str());
+  // The host's own texts: the backup prefix with its insertion place, the backup folder's name
+  // (joined straight behind the temporary folder) and the recovery prefix.
+  P::RegisterStringResource(10122, L"Backup %sof ");
+  P::RegisterStringResource(12256, L"\\KvdBackups");
+  P::RegisterStringResource(12298, L"~KVDREC~");
+  {
+    int copies = 3;
+    int besideTheFile = 0;
+    CString systemChooses;  // empty: filled in with the default folder at the first backup
+    regSetUserValue(L"General", L"Backup Copies", &copies);
+    regSetUserValue(L"General", L"Backup to original path", &besideTheFile);
+    regSetUserValue(L"General", L"Backup directory", systemChooses);
+    const std::filesystem::path design = demo / "designs" / "bracket.KVDPRT";
+    const CString designPath(design.wstring().c_str());
+    for (int revision = 1; revision <= 5; ++revision) {
+      saveDesign(designPath, "revision " + std::to_string(revision));
+      std::printf("saved revision %d, su_CreateBackupOfFile: %d\n", revision, su_CreateBackupOfFile(designPath));
+    }
+    CString folder;
+    regGetUserValue(L"General", L"Backup directory", folder);
+    std::printf("\"Backup directory\" as the library filled it in: %s\n", shown(folder, demo).c_str());
+    std::printf("three copies kept, copy 1 the youngest:\n");
+    listFolder(demo / "temp" / "KvdBackups");
+
+    wchar_t resolved[MAX_PATH + 1] = {};
+    su_ResolveToBackupFile(designPath, resolved);
+    std::printf("su_ResolveToBackupFile, no unnumbered copy beside the file: %s\n", shown(resolved, demo).c_str());
+    copies = 1;
+    besideTheFile = 1;
+    regSetUserValue(L"General", L"Backup Copies", &copies);
+    regSetUserValue(L"General", L"Backup to original path", &besideTheFile);
+    su_CreateBackupOfFile(designPath);
+    su_ResolveToBackupFile(designPath, resolved);
+    std::printf("one copy beside the file, then resolved: %s\n", shown(resolved, demo).c_str());
+
+    step("Run: recovery after a crash");
+    std::printf("auto-save folder: %s\n", shown(su_CreateAutoDirectory(CString()), demo).c_str());
+    const CString recovery = suAutoRecoveryResolver_c::getRecoveryName(designPath);
+    std::printf("recovery name: %s (same for any folder: %s)\n", shown(recovery, demo).c_str(),
+                recovery == suAutoRecoveryResolver_c::getRecoveryName(L"D:\\elsewhere\\bracket.KVDPRT") ? "yes" : "no");
+    std::printf("its original's name: %s; isABackupFile: %d\n",
+                narrow(suAutoRecoveryResolver_c::getAliasName(recovery)).c_str(),
+                suAutoRecoveryResolver_c::isABackupFile(recovery));
+    saveDesign(recovery, "auto-saved before the crash");
+    std::printf("not recovering, the design opens as: %s\n",
+                shown(suAutoRecoveryResolver_c::resolveFileNameWhileRecovery(designPath), demo).c_str());
+    am_SetRecoveringCrashFiles(1);
+    std::printf("recovering crash files, it opens as:  %s\n",
+                shown(suAutoRecoveryResolver_c::resolveFileNameWhileRecovery(designPath), demo).c_str());
+    am_SetRecoveringCrashFiles(0);
+
+    step("Run: virtual component folders in the process's own temporary folder");
+    const CString bracket = su_createVirtualCompFilePath(L"Bracket . ", L"Bracket.KVDPRT");
+    std::printf("file of component \"Bracket . \": %s\n", shown(bracket, demo).c_str());
+    std::printf("a long component name is named by its hash: %s\n",
+                shown(su_getOrCreateVirtualCompFolder(CString(L'w', 120), 0), demo).c_str());
+    std::printf("su_isVirtualCompPath: own %d, the design %d\n", su_isVirtualCompPath(bracket),
+                su_isVirtualCompPath(designPath));
   }
 
   step("Stop");
