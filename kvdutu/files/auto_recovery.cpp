@@ -3,7 +3,6 @@
 #include <atomic>
 
 #include "kvdutu/files/backup_names_internal.h"
-#include "kvdutu/files/full_path.h"
 #include "kvdutu/files/temp_folders.h"
 #include "kvdutu/platform/os/file.h"
 
@@ -17,15 +16,6 @@ std::atomic<int> recoveringCrashFiles{0};
 std::atomic<int> recoveringUserSavedFiles{0};
 
 const wchar_t* const kAutoFolderName = L"kvxauto";
-
-struct NameAndExtension {
-  CString name, extension;
-  explicit NameAndExtension(const CString& path) {
-    const suFullPath_c full(path);
-    full.getName(&name, 0);
-    full.getExtension(&extension);
-  }
-};
 
 bool holdsRecoveryPrefix(const CString& text, const CString& prefix) {
   return !prefix.IsEmpty() && text.Find(prefix) >= 0;
@@ -68,17 +58,17 @@ void am_SetRecoveringUserSavedFiles(int recovering) {
 }
 
 CString suAutoRecoveryResolver_c::getRecoveryName(const CString& path) {
-  const NameAndExtension split(path);
-  const CString recoveryFile = recoveryPrefix() + split.name + L'.' + split.extension;
+  const DesignFileName split(path);
+  const CString recoveryFile = recoveryPrefix() + split.fileName();
   return su_CreateAutoFilePath(recoveryFile, CString());
 }
 
 CString suAutoRecoveryResolver_c::getOrigName(const CString& path) {
-  NameAndExtension split(path);
+  DesignFileName split(path);
   const CString prefix = recoveryPrefix();
   // The front goes, wherever the prefix was found: names are expected to begin with it.
   if (holdsRecoveryPrefix(split.name, prefix)) split.name = split.name.Mid(prefix.GetLength());
-  return split.name + L'.' + split.extension;
+  return split.fileName();
 }
 
 CString suAutoRecoveryResolver_c::getAliasName(const CString& path) {

@@ -7,6 +7,16 @@
 
 namespace KvdUtils::File::Detail {
 
+// A design file's path as backup and recovery names take it apart: the name without its extension,
+// the extension (the text behind the last dot of the whole path) and the folder without a
+// trailing separator.
+struct DesignFileName {
+  CString name, extension, folder;
+  explicit DesignFileName(const CString& path);
+  // The name, a dot and the extension: the dot stays when the extension is empty.
+  CString fileName() const { return name + L'.' + extension; }
+};
+
 // The host's string resources behind the names.
 constexpr unsigned int kBackupPrefixText = 10122;  // one "%s" insertion place
 constexpr unsigned int kBackupFolderText = 12256;  // joined directly behind a folder

@@ -20,18 +20,6 @@ namespace {
 
 const wchar_t* const kSection = L"General";
 
-// Name, extension and folder of a path, as the backup rules split it.
-struct SplitPath {
-  CString name, extension, folder;
-  explicit SplitPath(const CString& path) {
-    const suFullPath_c full(path);
-    full.getName(&name, 0);
-    full.getExtension(&extension);
-    full.getDirectory(&folder, 0);
-  }
-  CString fileName() const { return name + L'.' + extension; }
-};
-
 // Exact, case-counting membership: the file system's answer is compared with the caller's text.
 bool listHolds(const su_CStringList& list, const CString& name) {
   for (POSITION at = list.GetHeadPosition(); at;)
@@ -58,6 +46,13 @@ bool copyFile(const CString& from, const CString& to) { return Os::CopyFileW(fro
 }  // namespace
 
 namespace KvdUtils::File::Detail {
+
+DesignFileName::DesignFileName(const CString& path) {
+  const suFullPath_c full(path);
+  full.getName(&name, 0);
+  full.getExtension(&extension);
+  full.getDirectory(&folder, 0);
+}
 
 bool backupPrefix(int copy, CString& prefix) {
   CString format;
@@ -91,7 +86,7 @@ int su_CreateBackupOfFile(CString path) {
   int count = 1;
   if (regGetUserValue(kSection, L"Backup Copies", &count) && count == 0) return 1;
 
-  const SplitPath split(path);
+  const DesignFileName split(path);
   su_CStringList beside;
   su_FindFilesWithExt(split.folder, split.extension, beside);
   if (!listHolds(beside, split.fileName())) return 0;
@@ -156,7 +151,7 @@ void su_ResolveToBackupFile(const wchar_t* path, wchar_t* out) {
   }
   const size_t room = std::max<size_t>(MAX_PATH, std::wcslen(path) + 1);
   CString result(path);
-  const SplitPath split(result);
+  const DesignFileName split(result);
   CString prefix;
   if (backupPrefix(0, prefix)) {
     su_CStringList beside;
