@@ -179,18 +179,13 @@ class HiveDirScope {
 };
 
 TEST(RegistryPosix, FoldingTableIsFixedAndOrdersSubkeysByUpperCase) {
-  EXPECT_EQ(Store::upcaseUnit(u'a'), u'A');
-  EXPECT_EQ(Store::upcaseUnit(u'z'), u'Z');
-  EXPECT_EQ(Store::upcaseUnit(u'_'), u'_');
-  EXPECT_EQ(Store::upcaseUnit(u'\u00E9'), u'\u00C9');
-  EXPECT_EQ(Store::upcaseUnit(u'\u00FF'), u'\u0178');
-  EXPECT_EQ(Store::upcaseUnit(u'\u0101'), u'\u0100');  // Latin Extended-A pairs
-  EXPECT_EQ(Store::upcaseUnit(u'\u0100'), u'\u0100');
-  EXPECT_EQ(Store::upcaseUnit(u'\u0436'), u'\u0416');
-  EXPECT_EQ(Store::upcaseUnit(u'\u03C3'), u'\u03A3');
-  EXPECT_EQ(Store::upcaseUnit(u'\uFF41'), u'\uFF21');  // full-width a
-  EXPECT_EQ(Store::upcaseUnit(u'\u00DF'), u'\u00DF');  // no one-unit upper case
-  EXPECT_EQ(Store::upcaseUnit(char16_t(0xD83D)), char16_t(0xD83D));
+  // {unit, its fold}: Latin-1, Latin Extended-A pairs, Cyrillic, Greek, full-width a, sharp s (no
+  // one-unit upper case) and a lone surrogate.
+  const std::pair<char16_t, char16_t> folds[] = {{u'a', u'A'},           {u'z', u'Z'},           {u'_', u'_'},
+                                                 {u'\u00E9', u'\u00C9'}, {u'\u00FF', u'\u0178'}, {u'\u0101', u'\u0100'},
+                                                 {u'\u0100', u'\u0100'}, {u'\u0436', u'\u0416'}, {u'\u03C3', u'\u03A3'},
+                                                 {u'\uFF41', u'\uFF21'}, {u'\u00DF', u'\u00DF'}, {0xD83D, 0xD83D}};
+  for (auto [unit, folded] : folds) EXPECT_EQ(int(Store::upcaseUnit(unit)), int(folded)) << std::hex << int(unit);
 
   // Windows orders by upper case: "_" (0x5F) after "Z" (0x5A). (Wine folds to lower case and puts
   // it first, so this lives here rather than in the shared suite.)
@@ -265,31 +260,6 @@ TEST(RegistryPosix, RewritingWhatIsThereChangesNothing) {
   ASSERT_EQ(P::RegSetValueExW(k, L"V", 0, REG_DWORD, reinterpret_cast<const BYTE*>(&v), 4), ERROR_SUCCESS);
   EXPECT_GT(fs::file_size(wal), walSize);
   P::RegCloseKey(k);
-}
-
-TEST(RegistryPosix, AnotherProcessWriteIsSeenByTheNextRead) {
-  const std::wstring key = L"Software\\Seen";
-  ASSERT_EQ(setDword(HKEY_CURRENT_USER, key, L"v", 1), ERROR_SUCCESS);
-  HKEY held;
-  ASSERT_EQ(P::RegOpenKeyExW(HKEY_CURRENT_USER, key.c_str(), 0, KEY_READ, &held), ERROR_SUCCESS);
-  DWORD v = 0;
-  ASSERT_EQ(getDword(HKEY_CURRENT_USER, key, L"v", &v), ERROR_SUCCESS);
-  EXPECT_EQ(v, 1u);
-
-  ASSERT_EQ(run({"set", "Software\\Seen", "v", "2"}), 0);
-  ASSERT_EQ(getDword(HKEY_CURRENT_USER, key, L"v", &v), ERROR_SUCCESS);
-  EXPECT_EQ(v, 2u);
-
-  // The key goes away in the other process: a path this process has walked before is gone too.
-  ASSERT_EQ(run({"delete", "Software\\Seen"}), 0);
-  HKEY h;
-  EXPECT_EQ(P::RegOpenKeyExW(HKEY_CURRENT_USER, key.c_str(), 0, KEY_READ, &h), ERROR_FILE_NOT_FOUND);
-  EXPECT_EQ(P::RegQueryValueExW(held, L"v", nullptr, nullptr, nullptr, nullptr), ERROR_KEY_DELETED);
-  P::RegCloseKey(held);
-
-  ASSERT_EQ(run({"set", "Software\\Seen", "v", "3"}), 0);
-  ASSERT_EQ(getDword(HKEY_CURRENT_USER, key, L"v", &v), ERROR_SUCCESS);
-  EXPECT_EQ(v, 3u);
 }
 
 TEST(RegistryPosix, SeveralProcessesAtOnceLoseNoWriteAndNeverReportBusy) {
@@ -488,10 +458,8 @@ TEST(RegistryPosix, CachedReadsSeeEveryChangeAnotherProcessMakes) {
   EXPECT_EQ(queryDword(held, L"gone", &v), ERROR_FILE_NOT_FOUND);
   EXPECT_EQ(getDword(HKEY_CURRENT_USER, key, L"gone", &v), ERROR_FILE_NOT_FOUND);
 
-  // The key is deleted and made again under the same path: the old handle is dead, the path
-  // leads to the new key.
-  ASSERT_EQ(run({"deletevalue", "Software\\Cached", "v"}), 0);
-  ASSERT_EQ(run({"deletevalue", "Software\\Cached", "later"}), 0);
+  // The key is deleted with its values and made again under the same path: the old handle is
+  // dead, the path leads to the new key, and none of the old values come back.
   ASSERT_EQ(run({"delete", "Software\\Cached"}), 0);
   EXPECT_EQ(queryDword(held, L"v", &v), ERROR_KEY_DELETED);
   HKEY h;
@@ -501,6 +469,7 @@ TEST(RegistryPosix, CachedReadsSeeEveryChangeAnotherProcessMakes) {
   ASSERT_EQ(getDword(HKEY_CURRENT_USER, key, L"v", &v), ERROR_SUCCESS);
   EXPECT_EQ(v, 3u);
   EXPECT_EQ(getDword(HKEY_CURRENT_USER, key, L"gone", &v), ERROR_FILE_NOT_FOUND);
+  EXPECT_EQ(getDword(HKEY_CURRENT_USER, key, L"later", &v), ERROR_FILE_NOT_FOUND);
   P::RegCloseKey(held);
 }
 
