@@ -11,10 +11,9 @@
 namespace KvdSettingsTest {
 namespace {
 
-using UserValues = SettingsTest;
+using UserValues = VersionedSettingsTest;
 
 TEST_F(UserValues, EachTypeIsWrittenToTheCurrentKeyAndReadBack) {
-  setUpVersions();
   int count = 17;
   double ratio = 2.75;
   CString name(L"Design \u00E9t\u00E9");
@@ -47,7 +46,6 @@ TEST_F(UserValues, EachTypeIsWrittenToTheCurrentKeyAndReadBack) {
 }
 
 TEST_F(UserValues, UnversionedValuesLiveUnderTheProductKey) {
-  setUpVersions();
   int negative = -5;
   ASSERT_EQ(regSetUserValue(L"Shared", L"Offset", &negative, 0), 1);
   DWORD type = 0;
@@ -64,7 +62,6 @@ TEST_F(UserValues, UnversionedValuesLiveUnderTheProductKey) {
 }
 
 TEST_F(UserValues, AnEmptySectionIsTheRootKeyItself) {
-  setUpVersions();
   int value = 4;
   ASSERT_EQ(regSetUserValue(CString(), L"AtRoot", &value), 1);
   EXPECT_TRUE(valueExists(HKEY_CURRENT_USER, currentPath(CString()), L"AtRoot"));
@@ -73,19 +70,7 @@ TEST_F(UserValues, AnEmptySectionIsTheRootKeyItself) {
   EXPECT_EQ(read, 4);
 }
 
-TEST_F(UserValues, TheCurrentKeyHidesThePreviousKeyAndTheMachine) {
-  setUpVersions();
-  ASSERT_TRUE(setDword(HKEY_CURRENT_USER, currentPath(L"Sec"), L"V", 1));
-  ASSERT_TRUE(setDword(HKEY_CURRENT_USER, previousPath(L"Sec"), L"V", 2));
-  ASSERT_TRUE(setDword(HKEY_LOCAL_MACHINE, currentPath(L"Sec"), L"V", 3));
-  ASSERT_TRUE(setDword(HKEY_USERS, defaultUserPath(currentPath(L"Sec")), L"V", 4));
-  int value = 0;
-  EXPECT_EQ(regGetUserValue(L"Sec", L"V", &value), 1);
-  EXPECT_EQ(value, 1);
-}
-
 TEST_F(UserValues, ThePreviousVersionIsReadButNotCopied) {
-  setUpVersions();
   ASSERT_TRUE(setSz(HKEY_CURRENT_USER, previousPath(L"Sec"), L"S", L"old"));
   ASSERT_TRUE(setDword(HKEY_LOCAL_MACHINE, currentPath(L"Sec"), L"S", 9));  // wrong type for a string
   CString text(L"default");
@@ -99,7 +84,6 @@ TEST_F(UserValues, ThePreviousVersionIsReadButNotCopied) {
 }
 
 TEST_F(UserValues, ThePreviousStageReplacesAnyRootText) {
-  setUpVersions();
   ASSERT_TRUE(setDword(HKEY_CURRENT_USER, previousPath(L"Sec"), L"V", 12));
   CString altRoot = product_ + L"\\Elsewhere";
   int value = 0;
@@ -111,7 +95,6 @@ TEST_F(UserValues, ThePreviousStageReplacesAnyRootText) {
 }
 
 TEST_F(UserValues, AnAlternateRootIsReadInEveryHive) {
-  setUpVersions();
   CString altRoot = product_ + L"\\Addins\\Tool";
   ASSERT_TRUE(setDword(HKEY_LOCAL_MACHINE, treePath(altRoot, L"Sec"), L"V", 31));
   ASSERT_TRUE(setDword(HKEY_LOCAL_MACHINE, currentPath(L"Sec"), L"V", 32));
@@ -120,38 +103,36 @@ TEST_F(UserValues, AnAlternateRootIsReadInEveryHive) {
   EXPECT_EQ(value, 31);
 }
 
-TEST_F(UserValues, SkipUserReadsOnlyTheMachineStages) {
-  setUpVersions();
-  ASSERT_TRUE(setDword(HKEY_CURRENT_USER, currentPath(L"Sec"), L"V", 1));
-  int value = 0;
-  EXPECT_EQ(regGetUserValue(L"Sec", L"V", &value, 1), 0);
-  ASSERT_TRUE(setDword(HKEY_USERS, defaultUserPath(currentPath(L"Sec")), L"V", 4));
-  EXPECT_EQ(regGetUserValue(L"Sec", L"V", &value, 1), 1);
-  EXPECT_EQ(value, 4);
-  ASSERT_TRUE(setDword(HKEY_LOCAL_MACHINE, currentPath(L"Sec"), L"V", 3));
-  EXPECT_EQ(regGetUserValue(L"Sec", L"V", &value, 1), 1);
-  EXPECT_EQ(value, 3);
-}
-
-TEST_F(UserValues, UserOnlyStopsBeforeTheMachine) {
-  setUpVersions();
-  ASSERT_TRUE(setDword(HKEY_LOCAL_MACHINE, currentPath(L"Sec"), L"V", 3));
-  int value = 7;
-  EXPECT_EQ(regGetUserValue(L"Sec", L"V", &value, 0, 1, nullptr, 1), 0);
-  EXPECT_EQ(value, 7);
-  EXPECT_EQ(regGetUserValue(L"Sec", L"V", &value), 1);
-  EXPECT_EQ(value, 3);
-}
-
-TEST_F(UserValues, TheMachineComesBeforeTheDefaultUser) {
-  setUpVersions();
-  ASSERT_TRUE(setSz(HKEY_USERS, defaultUserPath(currentPath(L"Sec")), L"S", L"default user"));
-  CString text;
-  EXPECT_EQ(regGetUserValue(L"Sec", L"S", text), 1);
-  EXPECT_EQ(text, L"default user");
-  ASSERT_TRUE(setSz(HKEY_LOCAL_MACHINE, currentPath(L"Sec"), L"S", L"machine"));
-  EXPECT_EQ(regGetUserValue(L"Sec", L"S", text), 1);
-  EXPECT_EQ(text, L"machine");
+// The ladder stage by stage: the value is stored at some of the stages and asked for plainly, with
+// skipUser or with userOnly; the first stage that holds it answers.
+TEST_F(UserValues, TheFirstStageOfTheLadderThatHoldsTheValueAnswers) {
+  enum Call { Plain, SkipUser, UserOnly };
+  const struct {
+    int current, previous, machine, defaultUser;  // the value stored at each stage, 0 for none
+    Call call;
+    int found, value;  // 7 is the caller's value, left when nothing is found
+  } rows[] = {{1, 2, 3, 4, Plain, 1, 1},    {0, 2, 3, 4, Plain, 1, 2},    {0, 0, 3, 4, Plain, 1, 3},
+              {0, 0, 0, 4, Plain, 1, 4},    {1, 2, 0, 0, SkipUser, 0, 7}, {1, 2, 0, 4, SkipUser, 1, 4},
+              {1, 2, 3, 4, SkipUser, 1, 3}, {0, 0, 3, 4, UserOnly, 0, 7}, {0, 2, 3, 0, UserOnly, 1, 2}};
+  for (const auto& r : rows) {
+    SCOPED_TRACE(testing::Message() << "stored " << r.current << r.previous << r.machine << r.defaultUser << ", call "
+                                    << r.call);
+    cleanTree();
+    setUpVersions();
+    const std::pair<HKEY, CString> stages[] = {{HKEY_CURRENT_USER, currentPath(L"Sec")},
+                                               {HKEY_CURRENT_USER, previousPath(L"Sec")},
+                                               {HKEY_LOCAL_MACHINE, currentPath(L"Sec")},
+                                               {HKEY_USERS, defaultUserPath(currentPath(L"Sec"))}};
+    const int stored[] = {r.current, r.previous, r.machine, r.defaultUser};
+    for (int i = 0; i < 4; ++i)
+      if (stored[i]) ASSERT_TRUE(setDword(stages[i].first, stages[i].second, L"V", DWORD(stored[i])));
+    int value = 7;
+    EXPECT_EQ(r.call == SkipUser   ? regGetUserValue(L"Sec", L"V", &value, 1)
+              : r.call == UserOnly ? regGetUserValue(L"Sec", L"V", &value, 0, 1, nullptr, 1)
+                                   : regGetUserValue(L"Sec", L"V", &value),
+              r.found);
+    EXPECT_EQ(value, r.value);
+  }
 }
 
 struct LadderWatch {
@@ -168,7 +149,6 @@ void watchLadder(R::ReadingLadderStage stage, void* context) {
 }
 
 TEST_F(UserValues, TheLadderRunsItsStagesInOrderWithTheMachineTwice) {
-  setUpVersions();
   ASSERT_TRUE(createKey(HKEY_USERS, L".DEFAULT\\Software"));
   LadderWatch watch;
   R::setReadingLadderObserverForTesting(watchLadder, &watch);
@@ -184,7 +164,6 @@ TEST_F(UserValues, TheLadderRunsItsStagesInOrderWithTheMachineTwice) {
 }
 
 TEST_F(UserValues, TheRepeatedMachineStageSeesAValueWrittenMeanwhile) {
-  setUpVersions();
   ASSERT_TRUE(createKey(HKEY_USERS, L".DEFAULT\\Software"));
   LadderWatch watch;
   // Another process writes the machine default while this read is past the first machine stage.
@@ -197,7 +176,6 @@ TEST_F(UserValues, TheRepeatedMachineStageSeesAValueWrittenMeanwhile) {
 }
 
 TEST_F(UserValues, TheViewerBranchFallsBackToNothing) {
-  setUpVersions();
   CString viewer = product_ + L"\\Korvalinde 2001 Viewer";
   ASSERT_TRUE(setDword(HKEY_CURRENT_USER, previousPath(L"Sec"), L"V", 2));
   ASSERT_TRUE(setDword(HKEY_LOCAL_MACHINE, treePath(viewer, L"Sec"), L"V", 3));
@@ -210,7 +188,6 @@ TEST_F(UserValues, TheViewerBranchFallsBackToNothing) {
 }
 
 TEST_F(UserValues, AValueOfTheWrongTypeDoesNotCount) {
-  setUpVersions();
   ASSERT_TRUE(setSz(HKEY_CURRENT_USER, currentPath(L"Sec"), L"N", L"12"));
   ASSERT_TRUE(setDword(HKEY_LOCAL_MACHINE, currentPath(L"Sec"), L"N", 5));
   int value = 0;
@@ -230,7 +207,6 @@ TEST_F(UserValues, AValueOfTheWrongTypeDoesNotCount) {
 }
 
 TEST_F(UserValues, SafeModeReadsTheMachineOnlyAndWritesNothing) {
-  setUpVersions();
   ASSERT_TRUE(setDword(HKEY_CURRENT_USER, currentPath(L"Sec"), L"V", 1));
   ASSERT_TRUE(setDword(HKEY_LOCAL_MACHINE, currentPath(L"Sec"), L"V", 3));
   regSetUseSafeMode(1);
@@ -253,7 +229,6 @@ TEST_F(UserValues, SafeModeReadsTheMachineOnlyAndWritesNothing) {
 }
 
 TEST_F(UserValues, PerformanceTestModeHasItsOwnOverrides) {
-  setUpVersions();
   ASSERT_TRUE(setDword(HKEY_CURRENT_USER, currentPath(L"Sec"), L"V", 1));
   regSetUsePerformanceTestMode(1);
   int value = 0;
@@ -269,7 +244,6 @@ TEST_F(UserValues, PerformanceTestModeHasItsOwnOverrides) {
 }
 
 TEST_F(UserValues, WithBothModesTheReaderAsksTheSafeOverrideAndTheWriterBoth) {
-  setUpVersions();
   ASSERT_TRUE(setDword(HKEY_CURRENT_USER, currentPath(L"Sec"), L"V", 1));
   regSetUseSafeMode(1);
   regSetUsePerformanceTestMode(1);
@@ -286,7 +260,6 @@ TEST_F(UserValues, WithBothModesTheReaderAsksTheSafeOverrideAndTheWriterBoth) {
 }
 
 TEST_F(UserValues, DoublesAreWrittenAsShortestFifteenDigitText) {
-  setUpVersions();
   const struct {
     double value;
     const wchar_t* text;
@@ -306,7 +279,6 @@ TEST_F(UserValues, DoublesAreWrittenAsShortestFifteenDigitText) {
 }
 
 TEST_F(UserValues, UnparsableOrOverlongDoubleText) {
-  setUpVersions();
   ASSERT_TRUE(setSz(HKEY_CURRENT_USER, currentPath(L"Num"), L"Word", L"abc"));
   double value = 4.5;
   EXPECT_EQ(regGetUserValue(L"Num", L"Word", &value), 1);  // found, though no number
@@ -342,7 +314,6 @@ bool activateCommaLocale(const std::filesystem::path& scratch) {
 }
 
 TEST_F(UserValues, DoublesUseAPointInACommaLocaleAndLeaveTheNumericLocaleAtC) {
-  setUpVersions();
   if (!activateCommaLocale(dir_)) GTEST_SKIP() << "no locale with a decimal comma on this system";
   double value = 1234.5;
   ASSERT_EQ(regSetUserValue(L"Num", L"D", &value), 1);
@@ -363,7 +334,6 @@ TEST_F(UserValues, DoublesUseAPointInACommaLocaleAndLeaveTheNumericLocaleAtC) {
 }
 
 TEST_F(UserValues, BadInputGivesZeroAndLosesNothing) {
-  setUpVersions();
   int kept = 3;
   ASSERT_EQ(regSetUserValue(L"Sec", L"Kept", &kept), 1);
 
@@ -389,7 +359,6 @@ TEST_F(UserValues, BadInputGivesZeroAndLosesNothing) {
 }
 
 TEST_F(UserValues, ATypeNumberOtherThanIntOrStringIsADouble) {
-  setUpVersions();
   double value = 6.25;
   CString unused;
   ASSERT_EQ(regSetUserValue(L"Num", L"D", static_cast<valueTypes>(7), unused, nullptr, &value, 1, 0, 0), 1);

@@ -9,13 +9,7 @@
 namespace KvdSettingsTest {
 namespace {
 
-class ValuesListing : public SettingsTest {
- protected:
-  void SetUp() override {
-    SettingsTest::SetUp();
-    setUpVersions();
-  }
-};
+using ValuesListing = VersionedSettingsTest;
 
 // The lines of a log after its heading, in any order: Wine keeps values sorted by name, Windows
 // and the POSIX hives in creation order.
