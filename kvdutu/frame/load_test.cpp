@@ -4,7 +4,6 @@
 
 #include <vector>
 
-#include "kvdutu/frame/app_model_talk.h"
 #include "kvdutu/frame/exported_switches.h"
 #include "kvdutu/frame/running_app.h"
 #include "kvdutu/frame/static_rows.h"
@@ -25,17 +24,6 @@ TEST(LibraryLoad, StaticRowsWereBuiltInTheirOrder) {
   for (int i = 1; i < n; ++i) EXPECT_LE(built[i - 1], built[i]) << "row " << built[i] << " built after " << built[i - 1];
   // Among them the version keys of the settings (5), the application identity (7) and the automation module (13).
   for (int row : {5, 7, 13}) EXPECT_NE(std::find(built.begin(), built.end(), row), built.end()) << row;
-}
-
-TEST(LibraryLoad, InstanceHandleIsTheModuleThatHoldsTheLibrary) {
-  HMODULE stored = P::LibraryModuleHandle();
-  ASSERT_NE(stored, nullptr);
-  HMODULE holder = nullptr;
-  ASSERT_TRUE(P::GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
-                                    reinterpret_cast<LPCWSTR>(&KvdUtils::appModelTalk::setAppModelInterface),
-                                    &holder));
-  EXPECT_EQ(stored, holder);
-  EXPECT_NE(stored, P::GetModuleHandleW(nullptr));  // not the test program
 }
 
 TEST(LibraryLoad, LibraryClassesResolveToTheLibraryModule) {
