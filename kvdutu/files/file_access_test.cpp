@@ -7,8 +7,6 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
@@ -28,14 +26,8 @@ class FileAccessTest : public ::testing::Test {
 
   // A file with exactly these bytes; its name as the library takes it.
   CString MakeFile(const std::string& bytes, const char* name = "lines.txt") {
-    const std::filesystem::path p = dir_ / name;
-    std::ofstream(p, std::ios::binary).write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-    return CString(p.wstring().c_str());
-  }
-
-  std::string Bytes(const CString& name) {
-    std::ifstream in(std::filesystem::path(Str(name)), std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+    KvdTest::writeBytes(dir_ / name, bytes);
+    return CString((dir_ / name).wstring().c_str());
   }
 
   // Every result and text of one form up to and including the first 0.
@@ -188,14 +180,14 @@ TEST_F(FileAccessTest, WritesAddNoLineEnd) {
     f.WritePartLine(L"");
     f.Close();
   }
-  EXPECT_EQ(Bytes(name), "onetwo\r\nthree\r\n");
+  EXPECT_EQ(KvdTest::readBytes(Str(name)), "onetwo\r\nthree\r\n");
   {
     fileAccess f;
     ASSERT_EQ(f.SafeOpen(name, CFile::modeCreate | CFile::modeWrite | CFile::typeBinary), 1);
     f.WriteLine(L"a\n");
     f.Close();
   }
-  EXPECT_EQ(Bytes(name), std::string("a\0\n\0", 4));
+  EXPECT_EQ(KvdTest::readBytes(Str(name)), std::string("a\0\n\0", 4));
 }
 
 TEST_F(FileAccessTest, SafeOpenReportsFailureWithoutThrowing) {

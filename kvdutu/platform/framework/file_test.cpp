@@ -1,16 +1,16 @@
 // CFile, CStdioFile and CFileFind on real files, the same on both backends: the bytes that text
 // mode writes, lines read back at the stream's buffer boundaries, the exceptions the framework
 // throws, and searches with wildcards.
+#include "kvdutu/platform/framework/file.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
 #include <string>
 #include <vector>
 
 #include "kvdutu/platform/framework/archive.h"
-#include "kvdutu/platform/framework/file.h"
 #include "kvdutu/platform/framework/file_find.h"
 #include "kvdutu/platform/framework/stdio_file.h"
 #include "kvdutu/platform/os/error.h"
@@ -25,15 +25,8 @@ const wchar_t kSep = static_cast<wchar_t>(fs::path::preferred_separator);
 
 std::wstring join(const std::wstring& dir, const std::wstring& name) { return dir + kSep + name; }
 
-void writeBytes(const std::wstring& path, const std::string& bytes) {
-  std::ofstream out(fs::path(path), std::ios::binary);
-  out << bytes;
-}
-
-std::string readBytes(const std::wstring& path) {
-  std::ifstream in(fs::path(path), std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), {});
-}
+using KvdTest::readBytes;
+using KvdTest::writeBytes;
 
 // Runs `f`, which must throw a CFileException; returns its cause and system error.
 template <class F>

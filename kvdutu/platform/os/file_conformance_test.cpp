@@ -7,7 +7,6 @@
 #include <cstring>
 #include <cwctype>
 #include <filesystem>
-#include <fstream>
 #include <string>
 #include <vector>
 
@@ -36,15 +35,8 @@ const wchar_t kSep = static_cast<wchar_t>(fs::path::preferred_separator);
 std::wstring scratch(const char* name) { return KvdTest::scratchDir(name).wstring(); }
 std::wstring join(const std::wstring& dir, const std::wstring& name) { return dir + kSep + name; }
 
-void writeBytes(const std::wstring& path, const std::string& bytes) {
-  std::ofstream out(fs::path(path), std::ios::binary);
-  out << bytes;
-}
-
-std::string readBytes(const std::wstring& path) {
-  std::ifstream in(fs::path(path), std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), {});
-}
+using KvdTest::readBytes;
+using KvdTest::writeBytes;
 
 HANDLE open(const std::wstring& path, DWORD access, DWORD share, DWORD disposition) {
   return P::CreateFileW(path.c_str(), access, share, nullptr, disposition, FILE_ATTRIBUTE_NORMAL, nullptr);

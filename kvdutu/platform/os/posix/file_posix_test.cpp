@@ -10,7 +10,6 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <string>
 
 #include "kvdutu/platform/framework/file_find.h"
@@ -28,15 +27,8 @@ namespace fs = std::filesystem;
 
 namespace {
 
-void writeBytes(const fs::path& path, const std::string& bytes) {
-  std::ofstream out(path, std::ios::binary);
-  out << bytes;
-}
-
-std::string readBytes(const fs::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), {});
-}
+using KvdTest::readBytes;
+using KvdTest::writeBytes;
 
 // Sets KVDUTU_DRIVES for one test and takes it away again.
 class DriveTable {

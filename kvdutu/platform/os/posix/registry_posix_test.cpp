@@ -363,9 +363,7 @@ TEST(RegistryPosix, CorruptHiveIsSetAsideAndReportedWhileOtherHivesWork) {
     std::string name = e.path().filename().string();
     if (name.rfind("HKLM.db.corrupt-", 0) == 0 && name.find("-wal") == std::string::npos &&
         name.find("-shm") == std::string::npos) {
-      std::ifstream f(e.path(), std::ios::binary);
-      std::string content((std::istreambuf_iterator<char>(f)), std::istreambuf_iterator<char>());
-      EXPECT_EQ(content, garbage);
+      EXPECT_EQ(KvdTest::readBytes(e.path()), garbage);
       ++setAside;
     }
     if (name.rfind("HKCR.db.corrupt-", 0) == 0 && name.find("-wal") == std::string::npos &&
