@@ -8,8 +8,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cfloat>
-#include <climits>
 #include <cstdio>
 #include <functional>
 #include <memory>
