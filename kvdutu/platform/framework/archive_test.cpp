@@ -1,11 +1,5 @@
 #include "kvdutu/platform/framework/archive.h"
 
-#include "kvdutu/platform/containers/su_archive.h"
-#include "kvdutu/platform/containers/su_object.h"
-#include "kvdutu/platform/framework/exceptions.h"
-
-#include "support/test_env.h"
-
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -13,6 +7,12 @@
 #include <memory>
 #include <string>
 #include <vector>
+
+#include "kvdutu/platform/containers/su_archive.h"
+#include "kvdutu/platform/containers/su_object.h"
+#include "kvdutu/platform/framework/exceptions.h"
+#include "support/framework_expect.h"
+#include "support/test_env.h"
 
 using KvdUtils::Framework::MemoryArchiveStream;
 
@@ -100,16 +100,7 @@ int loadCause(const std::vector<BYTE>& bytes, const std::function<void(su_CArchi
   return causeOf([&] { body(ar); });
 }
 
-// True when body throws the framework's not-supported exception.
-bool notSupported(const std::function<void()>& body) {
-  try {
-    body();
-  } catch (CNotSupportedException* e) {
-    e->Delete();
-    return true;
-  }
-  return false;
-}
+const auto notSupported = &KvdTest::raises<CNotSupportedException>;
 
 std::vector<BYTE> bytesOf(std::initializer_list<int> list) {
   std::vector<BYTE> v;

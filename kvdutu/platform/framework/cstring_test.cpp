@@ -1,14 +1,15 @@
 #include "kvdutu/platform/framework/cstring.h"
-#include "kvdutu/platform/framework/exceptions.h"
-
-#include "kvdutu/platform/os/resources.h"
-#include "kvdutu/platform/os/text.h"
 
 #include <gtest/gtest.h>
 
 #include <string>
 #include <thread>
 #include <vector>
+
+#include "kvdutu/platform/framework/exceptions.h"
+#include "kvdutu/platform/os/resources.h"
+#include "kvdutu/platform/os/text.h"
+#include "support/framework_expect.h"
 
 namespace {
 
@@ -18,21 +19,9 @@ std::string Acp(const wchar_t* w) {
   return n > 0 ? std::string(buf) : std::string();
 }
 
-std::wstring Str(const CString& s) { return std::wstring(s.GetString(), static_cast<size_t>(s.GetLength())); }
+const auto Throws = &KvdTest::raises<CInvalidArgException>;
 
-// The framework's invalid-argument exception, whatever its type.
-template <typename F>
-bool Throws(F f) {
-  try {
-    f();
-  } catch (CException* e) {
-    e->Delete();  // the framework's exceptions are heap objects that the catcher frees
-    return true;
-  } catch (...) {
-    return true;
-  }
-  return false;
-}
+std::wstring Str(const CString& s) { return std::wstring(s.GetString(), static_cast<size_t>(s.GetLength())); }
 
 }  // namespace
 
