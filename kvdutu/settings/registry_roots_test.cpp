@@ -104,16 +104,11 @@ TEST_F(RegistryRoots, WithTheFlagOffTheFileIsNotRead) {
   EXPECT_EQ(R::getCurrKorvalindeRegRootKey(), L"Second");
 }
 
-TEST_F(RegistryRoots, TheRealRegIniPathIsBesideTheExecutable) {
+TEST_F(RegistryRoots, TheExecutableFolderIsThatOfTheMainProgramAndHoldsTheRealRegIni) {
+  const CString folder = GetKvDirectory();
+  ASSERT_FALSE(folder.IsEmpty());
   R::setRegIniPathForTesting(CString());
-  const CString folder = GetKvDirectory();
-  ASSERT_FALSE(folder.IsEmpty());
   EXPECT_EQ(R::regIniPath(), folder + L"\\reg.ini");
-}
-
-TEST_F(RegistryRoots, TheExecutableFolderIsThatOfTheMainProgram) {
-  const CString folder = GetKvDirectory();
-  ASSERT_FALSE(folder.IsEmpty());
   EXPECT_NE(folder[folder.GetLength() - 1], L'\\');
   EXPECT_NE(folder[folder.GetLength() - 1], L'/');
   std::error_code ec;
