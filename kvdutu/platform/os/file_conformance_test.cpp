@@ -500,29 +500,24 @@ TEST(FileConformance, IsTextUnicodeByteOrderMarks) {
 
 TEST(FileConformance, DesktopFolderTurnsPathsIntoItemListsAndBack) {
   const std::wstring dir = scratch("shell");
-  const std::wstring file = join(dir, L"shell part.KVDPRT");
+  std::wstring file = join(dir, L"shell part.KVDPRT"), missing = join(dir, L"absent.KVDPRT");
   writeBytes(file, "x");
   IShellFolder* desktop = nullptr;
   ASSERT_EQ(P::SHGetDesktopFolder(&desktop), S_OK);
   IMalloc* allocator = nullptr;
   ASSERT_EQ(P::SHGetMalloc(&allocator), S_OK);
 
-  std::vector<wchar_t> text(file.begin(), file.end());
-  text.push_back(L'\0');
   LPITEMIDLIST pidl = nullptr;
   ULONG eaten = 0, attributes = 0;
-  ASSERT_EQ(desktop->ParseDisplayName(nullptr, nullptr, text.data(), &eaten, &pidl, &attributes), S_OK);
+  ASSERT_EQ(desktop->ParseDisplayName(nullptr, nullptr, file.data(), &eaten, &pidl, &attributes), S_OK);
   ASSERT_NE(pidl, nullptr);
   wchar_t back[MAX_PATH];
   ASSERT_TRUE(P::SHGetPathFromIDListW(pidl, back));
   EXPECT_EQ(std::wstring(back), file);
   allocator->Free(pidl);
 
-  std::wstring missing = join(dir, L"absent.KVDPRT");
-  std::vector<wchar_t> missingText(missing.begin(), missing.end());
-  missingText.push_back(L'\0');
   pidl = nullptr;
-  EXPECT_EQ(desktop->ParseDisplayName(nullptr, nullptr, missingText.data(), nullptr, &pidl, nullptr),
+  EXPECT_EQ(desktop->ParseDisplayName(nullptr, nullptr, missing.data(), nullptr, &pidl, nullptr),
             HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND));
   EXPECT_EQ(pidl, nullptr);
   allocator->Release();
