@@ -7,8 +7,6 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
@@ -28,20 +26,14 @@ class FileAccessTest : public ::testing::Test {
 
   // A file with exactly these bytes; its name as the library takes it.
   CString MakeFile(const std::string& bytes, const char* name = "lines.txt") {
-    const std::filesystem::path p = dir_ / name;
-    std::ofstream(p, std::ios::binary).write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-    return CString(p.wstring().c_str());
-  }
-
-  std::string Bytes(const CString& name) {
-    std::ifstream in(std::filesystem::path(Str(name)), std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+    KvdTest::writeBytes(dir_ / name, bytes);
+    return CString((dir_ / name).wstring().c_str());
   }
 
   // Every result and text of one form up to and including the first 0.
   static std::vector<std::pair<int, std::wstring>> ReadAll(fileAccess& f, int anyLength) {
     std::vector<std::pair<int, std::wstring>> out;
-    CString line;
+    CString line(L"left over");  // every read replaces what the line held
     for (int guard = 0; guard < 100000; ++guard) {
       const int n = f.ReadLine(line, anyLength);
       out.emplace_back(n, Str(line));
@@ -55,116 +47,74 @@ class FileAccessTest : public ::testing::Test {
 
 using Lines = std::vector<std::pair<int, std::wstring>>;
 
-TEST_F(FileAccessTest, BufferFormKeepsLineEndsSoOnlyTheEndGivesZero) {
-  const CString name = MakeFile("first\r\n\r\nlf only\nlast");
-  fileAccess f;
-  ASSERT_EQ(f.SafeOpen(name, CFile::modeRead | CFile::typeText), 1);
-  const Lines got = ReadAll(f, 0);
-  const Lines want = {{6, L"first\n"}, {1, L"\n"}, {8, L"lf only\n"}, {4, L"last"}, {0, L""}};
-  EXPECT_EQ(got, want);
-  // The end stays the end.
-  CString line;
-  EXPECT_EQ(f.ReadLine(line, 0), 0);
-  EXPECT_EQ(f.ReadLine(line, 1), 0);
-}
-
-TEST_F(FileAccessTest, AnyLengthFormDropsTheLineEndAndCountsOneMore) {
-  const std::string longLine(1000, 'x');
-  const CString name = MakeFile("first\r\n\r\n" + longLine + "\nlast");
-  fileAccess f;
-  ASSERT_EQ(f.SafeOpen(name, CFile::modeRead | CFile::typeText), 1);
-  const Lines got = ReadAll(f, 1);
-  const Lines want = {{6, L"first"}, {1, L""}, {1001, std::wstring(1000, L'x')}, {5, L"last"}, {0, L""}};
-  EXPECT_EQ(got, want);
-}
-
-TEST_F(FileAccessTest, BufferFormSplitsLinesAt258Characters) {
+// The results and texts of both forms over files of every kind. The buffer form keeps the line
+// end, so only the end gives 0, and cuts lines into pieces of 258 characters; the other form drops
+// the line end and counts one more. Text mode folds only "\r\n"; binary mode reads UTF-16 units.
+TEST_F(FileAccessTest, BothFormsLineByLine) {
   const std::string l257(257, 'a'), l258(258, 'b'), l300(300, 'c');
-  const CString name = MakeFile(l257 + "\r\n" + l258 + "\r\n" + l300 + "\r\n");
-  fileAccess f;
-  ASSERT_EQ(f.SafeOpen(name, CFile::modeRead | CFile::typeText), 1);
-  const Lines got = ReadAll(f, 0);
-  const Lines want = {
-      {258, std::wstring(257, L'a') + L"\n"},  // fits with its line end
-      {258, std::wstring(258, L'b')},           // fills the piece; the line end comes alone
-      {1, L"\n"},
-      {258, std::wstring(258, L'c')},           // only the last piece ends in a line end
-      {43, std::wstring(42, L'c') + L"\n"},
-      {0, L""},
-  };
-  EXPECT_EQ(got, want);
-}
-
-TEST_F(FileAccessTest, LimitCountsCharactersNotBytes) {
+  const std::string utf16("\xFF\xFE\x61\0b\0\r\0\n\0c\0d\0", 14);  // with its mark
+  const UINT text = CFile::modeRead | CFile::typeText, binary = CFile::modeRead | CFile::typeBinary;
   // 257 accented letters in a narrow text file are 257 characters of a wide line, also where the
-  // narrow code page spends two bytes on each (UTF-8 on Linux).
-  char narrow[8] = {};
-  const int bytes = KvdUtils::Platform::WideCharToMultiByte(CP_ACP, 0, L"\u00E9", 1, narrow, 8, nullptr, nullptr);
-  ASSERT_GE(bytes, 1);
-  std::string line;
-  for (int i = 0; i < 257; ++i) line.append(narrow, static_cast<size_t>(bytes));
-  const CString name = MakeFile(line + "\n");
-  fileAccess f;
-  ASSERT_EQ(f.SafeOpen(name, CFile::modeRead | CFile::typeText), 1);
-  CString got;
-  ASSERT_EQ(f.ReadLine(got, 0), 258);
-  EXPECT_EQ(Str(got), std::wstring(257, L'\u00E9') + L"\n");
-  EXPECT_EQ(f.ReadLine(got, 0), 0);
-}
-
-TEST_F(FileAccessTest, EmptyFileEndsAtOnceInBothForms) {
-  const CString name = MakeFile("");
-  for (int anyLength : {0, 1}) {
+  // narrow code page spends two bytes on each (UTF-8 on Linux): the limit counts characters.
+  char e[8] = {};
+  const int eBytes = KvdUtils::Platform::WideCharToMultiByte(CP_ACP, 0, L"\u00E9", 1, e, 8, nullptr, nullptr);
+  ASSERT_GE(eBytes, 1);
+  std::string accented;
+  for (int i = 0; i < 257; ++i) accented.append(e, static_cast<size_t>(eBytes));
+  const struct {
+    const char* title;
+    std::string bytes;
+    UINT mode;
+    int anyLength;
+    Lines want;
+  } cases[] = {
+      {"line ends kept",
+       "first\r\n\r\nlf only\nlast",
+       text,
+       0,
+       {{6, L"first\n"}, {1, L"\n"}, {8, L"lf only\n"}, {4, L"last"}, {0, L""}}},
+      {"line ends dropped",
+       "first\r\n\r\n" + std::string(1000, 'x') + "\nlast",
+       text,
+       1,
+       {{6, L"first"}, {1, L""}, {1001, std::wstring(1000, L'x')}, {5, L"last"}, {0, L""}}},
+      {"pieces of 258",
+       l257 + "\r\n" + l258 + "\r\n" + l300 + "\r\n",
+       text,
+       0,
+       {{258, std::wstring(257, L'a') + L"\n"},  // fits with its line end
+        {258, std::wstring(258, L'b')},          // fills the piece; the line end comes alone
+        {1, L"\n"},
+        {258, std::wstring(258, L'c')},  // only the last piece ends in a line end
+        {43, std::wstring(42, L'c') + L"\n"},
+        {0, L""}}},
+      {"characters, not bytes", accented + "\n", text, 0, {{258, std::wstring(257, L'\u00E9') + L"\n"}, {0, L""}}},
+      {"empty file", "", CFile::modeRead, 0, {{0, L""}}},
+      {"empty file, any length", "", CFile::modeRead, 1, {{0, L""}}},
+      // Old Macintosh line ends make one line.
+      {"lone carriage returns", "one\rtwo\rthree\r\n", text, 0, {{14, L"one\rtwo\rthree\n"}, {0, L""}}},
+      {"lone carriage returns, any length", "one\rtwo\rthree\r\n", text, 1, {{14, L"one\rtwo\rthree"}, {0, L""}}},
+      {"UTF-16 in binary mode", utf16, binary, 0, {{5, L"\uFEFFab\r\n"}, {2, L"cd"}, {0, L""}}},
+      {"UTF-16 in binary mode, any length", utf16, binary, 1, {{5, L"\uFEFFab\r"}, {3, L"cd"}, {0, L""}}},
+      // The buffer form measures the text up to its first zero: it looks like the end although
+      // "tail" follows. The other form keeps it all.
+      {"zero character", std::string("ab\0cd\n\0tail\n", 12), CFile::modeRead, 0, {{2, L"ab"}, {0, L""}}},
+      {"zero character, any length",
+       std::string("ab\0cd\n\0tail\n", 12),
+       CFile::modeRead,
+       1,
+       {{6, std::wstring(L"ab\0cd", 5)}, {6, std::wstring(L"\0tail", 5)}, {0, L""}}},
+  };
+  int n = 0;
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.title);
     fileAccess f;
-    ASSERT_EQ(f.SafeOpen(name, CFile::modeRead), 1);
-    CString line(L"left over");
-    EXPECT_EQ(f.ReadLine(line, anyLength), 0) << anyLength;
-    EXPECT_TRUE(line.IsEmpty()) << anyLength;
-  }
-}
-
-TEST_F(FileAccessTest, CarriageReturnAloneIsNoLineEnd) {
-  // A file with old Macintosh line ends is one line; text mode only folds "\r\n".
-  const CString name = MakeFile("one\rtwo\rthree\r\n");
-  {
-    fileAccess f;
-    ASSERT_EQ(f.SafeOpen(name, CFile::modeRead | CFile::typeText), 1);
-    EXPECT_EQ(ReadAll(f, 0), (Lines{{14, L"one\rtwo\rthree\n"}, {0, L""}}));
-  }
-  {
-    fileAccess f;
-    ASSERT_EQ(f.SafeOpen(name, CFile::modeRead | CFile::typeText), 1);
-    EXPECT_EQ(ReadAll(f, 1), (Lines{{14, L"one\rtwo\rthree"}, {0, L""}}));
-  }
-}
-
-TEST_F(FileAccessTest, BinaryModeReadsUtf16AndKeepsTheCarriageReturn) {
-  // UTF-16LE with its mark: in binary mode the stream reads 16-bit units, and "\r\n" is not folded.
-  std::string bytes("\xFF\xFE", 2);
-  for (char c : std::string("ab\r\ncd")) bytes += std::string{c, '\0'};
-  const CString name = MakeFile(bytes);
-  fileAccess f;
-  ASSERT_EQ(f.SafeOpen(name, CFile::modeRead | CFile::typeBinary), 1);
-  EXPECT_EQ(ReadAll(f, 0), (Lines{{5, L"\uFEFFab\r\n"}, {2, L"cd"}, {0, L""}}));
-  f.SeekToBegin();
-  EXPECT_EQ(ReadAll(f, 1), (Lines{{5, L"\uFEFFab\r"}, {3, L"cd"}, {0, L""}}));
-}
-
-TEST_F(FileAccessTest, ZeroCharacterCutsTheBufferFormShort) {
-  // The buffer form measures the text up to its first zero; the other form keeps it all.
-  const CString name = MakeFile(std::string("ab\0cd\n\0tail\n", 12));
-  {
-    fileAccess f;
-    ASSERT_EQ(f.SafeOpen(name, CFile::modeRead), 1);
+    ASSERT_EQ(f.SafeOpen(MakeFile(c.bytes, ("case" + std::to_string(n++) + ".txt").c_str()), c.mode), 1);
+    EXPECT_EQ(ReadAll(f, c.anyLength), c.want);
+    // The end stays the end.
     CString line;
-    EXPECT_EQ(f.ReadLine(line, 0), 2);
-    EXPECT_EQ(Str(line), L"ab");
-    EXPECT_EQ(f.ReadLine(line, 0), 0);  // looks like the end although "tail" follows
-  }
-  {
-    fileAccess f;
-    ASSERT_EQ(f.SafeOpen(name, CFile::modeRead), 1);
-    EXPECT_EQ(ReadAll(f, 1), (Lines{{6, std::wstring(L"ab\0cd", 5)}, {6, std::wstring(L"\0tail", 5)}, {0, L""}}));
+    EXPECT_EQ(f.ReadLine(line, 0), 0);
+    EXPECT_EQ(f.ReadLine(line, 1), 0);
   }
 }
 
@@ -221,25 +171,24 @@ TEST_F(FileAccessTest, WritesAddNoLineEnd) {
     f.WritePartLine(L"");
     f.Close();
   }
-  EXPECT_EQ(Bytes(name), "onetwo\r\nthree\r\n");
+  EXPECT_EQ(KvdTest::readBytes(Str(name)), "onetwo\r\nthree\r\n");
   {
     fileAccess f;
     ASSERT_EQ(f.SafeOpen(name, CFile::modeCreate | CFile::modeWrite | CFile::typeBinary), 1);
     f.WriteLine(L"a\n");
     f.Close();
   }
-  EXPECT_EQ(Bytes(name), std::string("a\0\n\0", 4));
+  EXPECT_EQ(KvdTest::readBytes(Str(name)), std::string("a\0\n\0", 4));
 }
 
 TEST_F(FileAccessTest, SafeOpenReportsFailureWithoutThrowing) {
-  fileAccess f;
-  int result = -1;
-  EXPECT_NO_THROW(result = f.SafeOpen((dir_ / "missing" / "none.txt").wstring().c_str(), CFile::modeRead));
-  EXPECT_EQ(result, 0);
-  EXPECT_NO_THROW(result = f.SafeOpen((dir_ / "absent.txt").wstring().c_str(), CFile::modeRead));
-  EXPECT_EQ(result, 0);
-  EXPECT_NO_THROW(result = f.SafeOpen(CString(), CFile::modeRead));
-  EXPECT_EQ(result, 0);
+  for (const CString& name : {CString((dir_ / "missing" / "none.txt").wstring().c_str()),
+                              CString((dir_ / "absent.txt").wstring().c_str()), CString()}) {
+    fileAccess f;
+    int result = -1;
+    EXPECT_NO_THROW(result = f.SafeOpen(name, CFile::modeRead));
+    EXPECT_EQ(result, 0) << CStringA(name).GetString();
+  }
 }
 
 // A file whose operations a caller has redirected: opening keeps the flags it was given,

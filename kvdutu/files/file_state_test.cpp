@@ -1,14 +1,14 @@
 // Questions about files and volumes against real files, natively and under Wine.
+#include "kvdutu/files/file_state.h"
+
 #include <gtest/gtest.h>
 
 #include <climits>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <string>
 #include <vector>
 
-#include "kvdutu/files/file_state.h"
 #include "kvdutu/platform/framework/file.h"
 #include "kvdutu/platform/os/file.h"
 #include "kvdutu/platform/os/handle.h"
@@ -22,12 +22,8 @@ namespace fs = std::filesystem;
 
 namespace {
 
-void write(const fs::path& file, const std::string& bytes) { std::ofstream(file, std::ios::binary) << bytes; }
-
-std::string read(const fs::path& file) {
-  std::ifstream in(file, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), {});
-}
+using KvdTest::readBytes;
+using KvdTest::writeBytes;
 
 CString text(const fs::path& path) { return CString(path.wstring().c_str()); }
 
@@ -85,7 +81,7 @@ TEST(SuFileState, TooLittleSpaceTellsTheUser) {
 TEST(SuFileState, ReadOnlyByAttributeAndBySharing) {
   const fs::path dir = KvdTest::scratchDir("readOnly");
   const fs::path file = dir / "part.dat";
-  write(file, "data");
+  writeBytes(file, "data");
   CString path = text(file);
   EXPECT_EQ(su_IsReadOnly(path, 0), 0);
   EXPECT_EQ(su_IsReadOnly(path, 1), 0);
@@ -96,7 +92,7 @@ TEST(SuFileState, ReadOnlyByAttributeAndBySharing) {
   EXPECT_EQ(su_SetReadOnlyFileFlag(path, 0), 1);
   EXPECT_FALSE(P::GetFileAttributesW(path) & FILE_ATTRIBUTE_READONLY);
   EXPECT_EQ(su_IsReadOnly(path, 0), 0);
-  EXPECT_EQ(read(file), "data") << "the content is untouched";
+  EXPECT_EQ(readBytes(file), "data") << "the content is untouched";
 
   // Someone else holds it open without letting others write: only the opening attempt sees that.
   HANDLE held = P::CreateFileW(path, GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
@@ -120,7 +116,7 @@ TEST(SuFileState, MissingFilesAreNeitherReadOnlyNorSettable) {
 TEST(SuFileState, LastSavedTime) {
   const fs::path dir = KvdTest::scratchDir("lastSaved");
   const fs::path file = dir / "part.dat";
-  write(file, "data");
+  writeBytes(file, "data");
   su_CTime time;
   ASSERT_EQ(su_GetLastSavedTime(text(file), time), 1);
   CFileStatus status{};
@@ -137,11 +133,11 @@ TEST(SuFileState, AppendCreatesAndNeverEmpties) {
   const fs::path file = dir / "log.txt";
   const std::wstring name = file.wstring();
   EXPECT_EQ(ut_appendStringToFile(L"abc", name.c_str()), 1);
-  EXPECT_EQ(read(file), "abc") << "no line end added";
+  EXPECT_EQ(readBytes(file), "abc") << "no line end added";
   EXPECT_EQ(ut_appendStringToFile(L"de%sf\n", name.c_str()), 1);
-  EXPECT_EQ(read(file), "abcde%sf\r\n") << "the text is not a format; text mode writes CR LF";
+  EXPECT_EQ(readBytes(file), "abcde%sf\r\n") << "the text is not a format; text mode writes CR LF";
   EXPECT_EQ(ut_appendStringToFile(L"", name.c_str()), 1);
-  EXPECT_EQ(read(file), "abcde%sf\r\n");
+  EXPECT_EQ(readBytes(file), "abcde%sf\r\n");
   EXPECT_EQ(ut_appendStringToFile(L"x", (dir / "no" / "log.txt").wstring().c_str()), 0);
   EXPECT_EQ(ut_appendStringToFile(L"x", nullptr), 0);
   EXPECT_FALSE(fs::exists(dir / "no"));

@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
 #include <string>
 
 #include "kvdutu/files/stdio_file_ex.h"
@@ -24,7 +23,7 @@ class FileUnicodeTest : public ::testing::Test {
 
   CString MakeFile(const std::string& bytes) {
     const std::filesystem::path p = dir_ / ("f" + std::to_string(count_++) + ".txt");
-    std::ofstream(p, std::ios::binary).write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    KvdTest::writeBytes(p, bytes);
     return CString(p.wstring().c_str());
   }
 

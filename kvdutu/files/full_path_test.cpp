@@ -53,45 +53,26 @@ class FullPathAccessors : public ::testing::TestWithParam<Row> {};
 TEST_P(FullPathAccessors, GiveTheirPartAndResult) {
   const Row& r = GetParam();
   const suFullPath_c path(r.path);
-  const CString junk(L"junk");
   CString out;
-
-  out = junk;
-  EXPECT_EQ(path.getDrive(&out), *r.drive ? 1 : 0);
-  EXPECT_EQ(Str(out), r.drive) << "getDrive";
-
-  out = junk;
-  EXPECT_EQ(path.getNetDrive(&out), r.netResult);
-  EXPECT_EQ(Str(out), r.netDrive) << "getNetDrive";
-
-  out = junk;
-  EXPECT_EQ(path.getDirectory(&out, 0), *r.directory ? 1 : 0);
-  EXPECT_EQ(Str(out), r.directory) << "getDirectory";
-
-  out = junk;
-  EXPECT_EQ(path.getDirectory(&out, 1), *r.directoryWithSeparator ? 1 : 0);
-  EXPECT_EQ(Str(out), r.directoryWithSeparator) << "getDirectory with separator";
-
-  out = junk;
-  EXPECT_EQ(path.getName(&out, 0), *r.name ? 1 : 0);
-  EXPECT_EQ(Str(out), r.name) << "getName";
-
-  out = junk;
-  EXPECT_EQ(path.getName(&out, 1), *r.nameKnownExtOnly ? 1 : 0);
-  EXPECT_EQ(Str(out), r.nameKnownExtOnly) << "getName, known extensions only";
-
-  out = junk;
-  EXPECT_EQ(path.getNameWithExt(&out), *r.nameWithExt ? 1 : 0);
-  EXPECT_EQ(Str(out), r.nameWithExt) << "getNameWithExt";
-
-  out = junk;
-  EXPECT_EQ(path.getExtension(&out), *r.extension ? 1 : 0);
-  EXPECT_EQ(Str(out), r.extension) << "getExtension";
-
-  out = junk;
-  EXPECT_EQ(path.getLowestFolder(&out), *r.lowestFolder ? 1 : 0);
-  EXPECT_EQ(Str(out), r.lowestFolder) << "getLowestFolder";
-
+  auto junk = [&] {
+    out = L"junk";
+    return &out;
+  };
+  auto expect = [&](const char* accessor, int result, const wchar_t* text, int expectedResult) {
+    EXPECT_EQ(result, expectedResult) << accessor;
+    EXPECT_EQ(Str(out), text) << accessor;
+  };
+  auto nonEmpty = [](const wchar_t* text) { return *text ? 1 : 0; };
+  expect("getDrive", path.getDrive(junk()), r.drive, nonEmpty(r.drive));
+  expect("getNetDrive", path.getNetDrive(junk()), r.netDrive, r.netResult);
+  expect("getDirectory", path.getDirectory(junk(), 0), r.directory, nonEmpty(r.directory));
+  expect("getDirectory with separator", path.getDirectory(junk(), 1), r.directoryWithSeparator,
+         nonEmpty(r.directoryWithSeparator));
+  expect("getName", path.getName(junk(), 0), r.name, nonEmpty(r.name));
+  expect("getName, known extensions only", path.getName(junk(), 1), r.nameKnownExtOnly, nonEmpty(r.nameKnownExtOnly));
+  expect("getNameWithExt", path.getNameWithExt(junk()), r.nameWithExt, nonEmpty(r.nameWithExt));
+  expect("getExtension", path.getExtension(junk()), r.extension, nonEmpty(r.extension));
+  expect("getLowestFolder", path.getLowestFolder(junk()), r.lowestFolder, nonEmpty(r.lowestFolder));
   EXPECT_EQ(Str(path), r.path) << "an accessor changed the path";
 }
 

@@ -1,5 +1,4 @@
 #include "kvdutu/frame/api_display_mode.h"
-#include "kvdutu/frame/exported_switches.h"
 
 #include <gtest/gtest.h>
 
@@ -17,9 +16,4 @@ TEST(ApiDisplayMode, TableRowsAndEverythingElseIsMinusOne) {
   EXPECT_EQ(GetApiDisplayModeFromUiMode(off, 6), 8);
   EXPECT_EQ(GetApiDisplayModeFromUiMode(on, 6), 8);
   for (long m : {-1L, -100L, 7L, 8L, 1000L}) EXPECT_EQ(GetApiDisplayModeFromUiMode(off, m), -1) << m;
-}
-
-TEST(ExportedSwitches, InitialValuesAtLoad) {
-  EXPECT_EQ(su_PinDrawingViews, 1);
-  EXPECT_EQ(su_CaptureDataForDTD, 0);
 }

@@ -6,10 +6,9 @@
 namespace KvdSettingsTest {
 namespace {
 
-using BitSetRegistry = SettingsTest;
+using BitSetRegistry = VersionedSettingsTest;
 
 TEST_F(BitSetRegistry, WritesTheSizeAndEveryWordUnderTheCurrentKey) {
-  setUpVersions();
   const unsigned words[] = {0x1u, 0x80000000u, 0xDEADBEEFu};
   utBitSet_c set(3, words);
   ASSERT_EQ(set.writeToRegistry(L"Bits", L"Flags"), 1);
@@ -27,7 +26,6 @@ TEST_F(BitSetRegistry, WritesTheSizeAndEveryWordUnderTheCurrentKey) {
 }
 
 TEST_F(BitSetRegistry, MissingWordsReadAsZeroAndAMissingSizeChangesNothing) {
-  setUpVersions();
   ASSERT_TRUE(setDword(HKEY_CURRENT_USER, currentPath(L"Bits"), L"Partial Size", 3));
   ASSERT_TRUE(setDword(HKEY_CURRENT_USER, currentPath(L"Bits"), L"Partial 0", 0x55));
   utBitSet_c set;
@@ -45,7 +43,6 @@ TEST_F(BitSetRegistry, MissingWordsReadAsZeroAndAMissingSizeChangesNothing) {
 }
 
 TEST_F(BitSetRegistry, ACountBelowOneGivesAnEmptySet) {
-  setUpVersions();
   ASSERT_TRUE(setDword(HKEY_CURRENT_USER, currentPath(L"Bits"), L"Neg Size", static_cast<DWORD>(-4)));
   utBitSet_c set(64u);
   EXPECT_EQ(set.readFromRegistry(L"Bits", L"Neg", 0), 1);
@@ -53,7 +50,6 @@ TEST_F(BitSetRegistry, ACountBelowOneGivesAnEmptySet) {
 }
 
 TEST_F(BitSetRegistry, AShorterSetLeavesTheEarlierWordsInTheHive) {
-  setUpVersions();
   const unsigned longer[] = {1u, 2u, 3u};
   ASSERT_EQ(utBitSet_c(3, longer).writeToRegistry(L"Bits", L"Shrink"), 1);
   const unsigned shorter[] = {9u};
@@ -65,7 +61,6 @@ TEST_F(BitSetRegistry, AShorterSetLeavesTheEarlierWordsInTheHive) {
 }
 
 TEST_F(BitSetRegistry, SkipUserReadsTheMachineAndTheReadFallsBackToThePreviousVersion) {
-  setUpVersions();
   ASSERT_TRUE(setDword(HKEY_CURRENT_USER, previousPath(L"Bits"), L"Old Size", 1));
   ASSERT_TRUE(setDword(HKEY_CURRENT_USER, previousPath(L"Bits"), L"Old 0", 7));
   utBitSet_c fromPrevious;
@@ -82,7 +77,6 @@ TEST_F(BitSetRegistry, SkipUserReadsTheMachineAndTheReadFallsBackToThePreviousVe
 }
 
 TEST_F(BitSetRegistry, SafeModeWritesNothingButSaysItDid) {
-  setUpVersions();
   regSetUseSafeMode(1);
   utBitSet_c set(32u);
   set.setBit(3);

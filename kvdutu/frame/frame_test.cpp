@@ -7,9 +7,7 @@
 #include "kvdutu/frame/smart_dispatch.h"
 #include "support/fake_dispatch.h"
 
-TEST(AppIdentity, FixedAnswersAndTheExampleFlag) {
-  EXPECT_EQ(ut_isBackCompEnabled(), 0);
-  EXPECT_EQ(ut_isMultiCAD(), 0);
+TEST(AppIdentity, TheExampleFlagIsStoredAsGiven) {
   EXPECT_EQ(ut_isModelExample(), 0);
   setSaveModelAsExample(5);
   EXPECT_EQ(ut_isModelExample(), 5);  // the flag is stored as given

@@ -84,16 +84,6 @@ TEST(BitSet, AndRulesAndComplement) {
   EXPECT_EQ((~utBitSet_c()).getWordCount(), 0);
 }
 
-TEST(BitSet, DumpBitsHasNoEffect) {
-  const unsigned words[] = {0x3u};
-  utBitSet_c set(1, words);
-  CString label(L"label");
-  set.dumpBits(label);
-  set.dumpBits();
-  EXPECT_EQ(set, utBitSet_c(1, words));
-  EXPECT_EQ(label, CString(L"label"));
-}
-
 TEST(TernaryValue, ThreeStatesAndComparison) {
   EXPECT_TRUE(suTernaryValue_c(true) == suTernaryValue_c::True);
   EXPECT_TRUE(suTernaryValue_c(0) == suTernaryValue_c::False);
@@ -211,5 +201,4 @@ TEST(FixedSizeArray, HoldsItsElementsByValue) {
   copy[2] = 1.0f;
   EXPECT_EQ(rgb[2], 0.5f);
   EXPECT_NE(copy, rgb);
-  EXPECT_EQ((FixedSizeArray_c<int, 4>::size()), 4);
 }

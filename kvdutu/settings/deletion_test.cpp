@@ -4,13 +4,7 @@
 namespace KvdSettingsTest {
 namespace {
 
-class Deletion : public SettingsTest {
- protected:
-  void SetUp() override {
-    SettingsTest::SetUp();
-    setUpVersions();
-  }
-};
+using Deletion = VersionedSettingsTest;
 
 TEST_F(Deletion, AVersionedValueDeletionReportsThePreviousKeyAlone) {
   ASSERT_TRUE(setDword(HKEY_CURRENT_USER, currentPath(L"Sec"), L"OnlyCurrent", 1));

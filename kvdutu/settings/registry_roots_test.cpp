@@ -1,11 +1,7 @@
 // The roots of the settings tree: the product key from "reg.ini", the current key, the search
 // for the previous version's key, the process modes and the executable folder.
-#include <algorithm>
 #include <filesystem>
 #include <ostream>
-#include <vector>
-
-#include "kvdutu/frame/static_rows.h"
 
 #include "kvdutu/settings/settings_fixture_test.h"
 
@@ -108,16 +104,11 @@ TEST_F(RegistryRoots, WithTheFlagOffTheFileIsNotRead) {
   EXPECT_EQ(R::getCurrKorvalindeRegRootKey(), L"Second");
 }
 
-TEST_F(RegistryRoots, TheRealRegIniPathIsBesideTheExecutable) {
+TEST_F(RegistryRoots, TheExecutableFolderIsThatOfTheMainProgramAndHoldsTheRealRegIni) {
+  const CString folder = GetKvDirectory();
+  ASSERT_FALSE(folder.IsEmpty());
   R::setRegIniPathForTesting(CString());
-  const CString folder = GetKvDirectory();
-  ASSERT_FALSE(folder.IsEmpty());
   EXPECT_EQ(R::regIniPath(), folder + L"\\reg.ini");
-}
-
-TEST_F(RegistryRoots, TheExecutableFolderIsThatOfTheMainProgram) {
-  const CString folder = GetKvDirectory();
-  ASSERT_FALSE(folder.IsEmpty());
   EXPECT_NE(folder[folder.GetLength() - 1], L'\\');
   EXPECT_NE(folder[folder.GetLength() - 1], L'/');
   std::error_code ec;
@@ -208,17 +199,6 @@ TEST_F(RegistryRoots, PerformanceTestModeAlsoSkipsTheSearch) {
   EXPECT_EQ(R::searchPreviousSubKey(product_), product_);
   regSetUsePerformanceTestMode(0);
   EXPECT_EQ(R::searchPreviousSubKey(product_), product_ + L"\\Korvalinde 2011");
-}
-
-TEST(RegistryRootsLoad, TheVersionKeysAreBuiltInRowFiveOfTheLoad) {
-  int rows[64];
-  const int n = KvdUtils::Frame::GetStaticConstructionOrder(rows, 64);
-  ASSERT_GT(n, 0);
-  std::vector<int> built(rows, rows + std::min(n, 64));
-  const auto five = std::find(built.begin(), built.end(), 5);
-  ASSERT_NE(five, built.end());
-  EXPECT_TRUE(std::all_of(built.begin(), five, [](int row) { return row < 5; }));
-  EXPECT_TRUE(std::all_of(five, built.end(), [](int row) { return row >= 5; }));
 }
 
 TEST_F(RegistryRoots, TheModeFlagsKeepWhateverIntegerIsSet) {

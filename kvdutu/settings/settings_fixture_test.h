@@ -160,4 +160,13 @@ class SettingsTest : public ::testing::Test {
   int regIniCount_ = 0;
 };
 
+// The same, with the versions of setUpVersions in place from the start.
+class VersionedSettingsTest : public SettingsTest {
+ protected:
+  void SetUp() override {
+    SettingsTest::SetUp();
+    setUpVersions();
+  }
+};
+
 }  // namespace KvdSettingsTest

@@ -4,6 +4,8 @@
 #include <cstdlib>
 #include <cwchar>
 #include <string>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "kvdutu/settings/settings_fixture_test.h"
@@ -11,10 +13,22 @@
 namespace KvdSettingsTest {
 namespace {
 
-using UserValues = SettingsTest;
+using UserValues = VersionedSettingsTest;
+
+// A typed read into an output that holds `start`: the result and what the output holds afterwards
+// (a string as std::wstring, so that a failure shows its text).
+template <class T, class... More>
+auto read(const CString& section, const CString& name, T start, More... more) {
+  if constexpr (std::is_same_v<T, CString>) {
+    const int found = regGetUserValue(section, name, start, more...);
+    return std::pair(found, std::wstring(start.GetString(), static_cast<size_t>(start.GetLength())));
+  } else {
+    const int found = regGetUserValue(section, name, &start, more...);
+    return std::pair(found, start);
+  }
+}
 
 TEST_F(UserValues, EachTypeIsWrittenToTheCurrentKeyAndReadBack) {
-  setUpVersions();
   int count = 17;
   double ratio = 2.75;
   CString name(L"Design \u00E9t\u00E9");
@@ -35,19 +49,12 @@ TEST_F(UserValues, EachTypeIsWrittenToTheCurrentKeyAndReadBack) {
   EXPECT_EQ(type, static_cast<DWORD>(REG_SZ));
   EXPECT_EQ(text, name);
 
-  int readCount = 0;
-  double readRatio = 0;
-  CString readName;
-  EXPECT_EQ(regGetUserValue(L"Sec", L"Count", &readCount), 1);
-  EXPECT_EQ(regGetUserValue(L"Sec", L"Ratio", &readRatio), 1);
-  EXPECT_EQ(regGetUserValue(L"Sec", L"Name", readName), 1);
-  EXPECT_EQ(readCount, 17);
-  EXPECT_EQ(readRatio, 2.75);
-  EXPECT_EQ(readName, name);
+  EXPECT_EQ(read(L"Sec", L"Count", 0), std::pair(1, 17));
+  EXPECT_EQ(read(L"Sec", L"Ratio", 0.0), std::pair(1, 2.75));
+  EXPECT_EQ(read(L"Sec", L"Name", CString()), std::pair(1, std::wstring(name)));
 }
 
 TEST_F(UserValues, UnversionedValuesLiveUnderTheProductKey) {
-  setUpVersions();
   int negative = -5;
   ASSERT_EQ(regSetUserValue(L"Shared", L"Offset", &negative, 0), 1);
   DWORD type = 0;
@@ -55,103 +62,70 @@ TEST_F(UserValues, UnversionedValuesLiveUnderTheProductKey) {
   ASSERT_TRUE(queryValue(HKEY_CURRENT_USER, productPath(L"Shared"), L"Offset", &type, nullptr, &dword));
   EXPECT_EQ(dword, 0xFFFFFFFBu);
   EXPECT_FALSE(keyExists(HKEY_CURRENT_USER, currentPath(L"Shared")));
-  int value = 0;
-  EXPECT_EQ(regGetUserValue(L"Shared", L"Offset", &value, 0, 0), 1);
-  EXPECT_EQ(value, -5);
-  value = 1;
-  EXPECT_EQ(regGetUserValue(L"Shared", L"Offset", &value), 0);  // not under the current key
-  EXPECT_EQ(value, 1);
+  EXPECT_EQ(read(L"Shared", L"Offset", 0, 0, 0), std::pair(1, -5));
+  EXPECT_EQ(read(L"Shared", L"Offset", 1), std::pair(0, 1));  // not under the current key
 }
 
 TEST_F(UserValues, AnEmptySectionIsTheRootKeyItself) {
-  setUpVersions();
   int value = 4;
   ASSERT_EQ(regSetUserValue(CString(), L"AtRoot", &value), 1);
   EXPECT_TRUE(valueExists(HKEY_CURRENT_USER, currentPath(CString()), L"AtRoot"));
-  int read = 0;
-  EXPECT_EQ(regGetUserValue(CString(), L"AtRoot", &read), 1);
-  EXPECT_EQ(read, 4);
-}
-
-TEST_F(UserValues, TheCurrentKeyHidesThePreviousKeyAndTheMachine) {
-  setUpVersions();
-  ASSERT_TRUE(setDword(HKEY_CURRENT_USER, currentPath(L"Sec"), L"V", 1));
-  ASSERT_TRUE(setDword(HKEY_CURRENT_USER, previousPath(L"Sec"), L"V", 2));
-  ASSERT_TRUE(setDword(HKEY_LOCAL_MACHINE, currentPath(L"Sec"), L"V", 3));
-  ASSERT_TRUE(setDword(HKEY_USERS, defaultUserPath(currentPath(L"Sec")), L"V", 4));
-  int value = 0;
-  EXPECT_EQ(regGetUserValue(L"Sec", L"V", &value), 1);
-  EXPECT_EQ(value, 1);
+  EXPECT_EQ(read(CString(), L"AtRoot", 0), std::pair(1, 4));
 }
 
 TEST_F(UserValues, ThePreviousVersionIsReadButNotCopied) {
-  setUpVersions();
   ASSERT_TRUE(setSz(HKEY_CURRENT_USER, previousPath(L"Sec"), L"S", L"old"));
   ASSERT_TRUE(setDword(HKEY_LOCAL_MACHINE, currentPath(L"Sec"), L"S", 9));  // wrong type for a string
-  CString text(L"default");
-  EXPECT_EQ(regGetUserValue(L"Sec", L"S", text), 1);
-  EXPECT_EQ(text, L"old");
+  EXPECT_EQ(read(L"Sec", L"S", CString(L"default")), std::pair(1, std::wstring(L"old")));
   EXPECT_FALSE(keyExists(HKEY_CURRENT_USER, currentPath(L"Sec")));
 
-  text = L"default";
+  CString text(L"default");
   EXPECT_EQ(regGetUserValue(L"Sec", L"S", valueTypeString, text, nullptr, nullptr, 0, 1, nullptr, 0, 0, 0, 0), 0);
   EXPECT_EQ(text, L"default");
 }
 
 TEST_F(UserValues, ThePreviousStageReplacesAnyRootText) {
-  setUpVersions();
   ASSERT_TRUE(setDword(HKEY_CURRENT_USER, previousPath(L"Sec"), L"V", 12));
   CString altRoot = product_ + L"\\Elsewhere";
-  int value = 0;
-  EXPECT_EQ(regGetUserValue(L"Sec", L"V", &value, 0, 1, &altRoot), 1);
-  EXPECT_EQ(value, 12);
-  value = 0;
-  EXPECT_EQ(regGetUserValue(L"Sec", L"V", &value, 0, 0), 1);  // unversioned falls back to it too
-  EXPECT_EQ(value, 12);
+  EXPECT_EQ(read(L"Sec", L"V", 0, 0, 1, &altRoot), std::pair(1, 12));
+  EXPECT_EQ(read(L"Sec", L"V", 0, 0, 0), std::pair(1, 12));  // unversioned falls back to it too
 }
 
 TEST_F(UserValues, AnAlternateRootIsReadInEveryHive) {
-  setUpVersions();
   CString altRoot = product_ + L"\\Addins\\Tool";
   ASSERT_TRUE(setDword(HKEY_LOCAL_MACHINE, treePath(altRoot, L"Sec"), L"V", 31));
   ASSERT_TRUE(setDword(HKEY_LOCAL_MACHINE, currentPath(L"Sec"), L"V", 32));
-  int value = 0;
-  EXPECT_EQ(regGetUserValue(L"Sec", L"V", &value, 0, 1, &altRoot), 1);
-  EXPECT_EQ(value, 31);
+  EXPECT_EQ(read(L"Sec", L"V", 0, 0, 1, &altRoot), std::pair(1, 31));
 }
 
-TEST_F(UserValues, SkipUserReadsOnlyTheMachineStages) {
-  setUpVersions();
-  ASSERT_TRUE(setDword(HKEY_CURRENT_USER, currentPath(L"Sec"), L"V", 1));
-  int value = 0;
-  EXPECT_EQ(regGetUserValue(L"Sec", L"V", &value, 1), 0);
-  ASSERT_TRUE(setDword(HKEY_USERS, defaultUserPath(currentPath(L"Sec")), L"V", 4));
-  EXPECT_EQ(regGetUserValue(L"Sec", L"V", &value, 1), 1);
-  EXPECT_EQ(value, 4);
-  ASSERT_TRUE(setDword(HKEY_LOCAL_MACHINE, currentPath(L"Sec"), L"V", 3));
-  EXPECT_EQ(regGetUserValue(L"Sec", L"V", &value, 1), 1);
-  EXPECT_EQ(value, 3);
-}
-
-TEST_F(UserValues, UserOnlyStopsBeforeTheMachine) {
-  setUpVersions();
-  ASSERT_TRUE(setDword(HKEY_LOCAL_MACHINE, currentPath(L"Sec"), L"V", 3));
-  int value = 7;
-  EXPECT_EQ(regGetUserValue(L"Sec", L"V", &value, 0, 1, nullptr, 1), 0);
-  EXPECT_EQ(value, 7);
-  EXPECT_EQ(regGetUserValue(L"Sec", L"V", &value), 1);
-  EXPECT_EQ(value, 3);
-}
-
-TEST_F(UserValues, TheMachineComesBeforeTheDefaultUser) {
-  setUpVersions();
-  ASSERT_TRUE(setSz(HKEY_USERS, defaultUserPath(currentPath(L"Sec")), L"S", L"default user"));
-  CString text;
-  EXPECT_EQ(regGetUserValue(L"Sec", L"S", text), 1);
-  EXPECT_EQ(text, L"default user");
-  ASSERT_TRUE(setSz(HKEY_LOCAL_MACHINE, currentPath(L"Sec"), L"S", L"machine"));
-  EXPECT_EQ(regGetUserValue(L"Sec", L"S", text), 1);
-  EXPECT_EQ(text, L"machine");
+// The ladder stage by stage: the value is stored at some of the stages and asked for plainly, with
+// skipUser or with userOnly; the first stage that holds it answers.
+TEST_F(UserValues, TheFirstStageOfTheLadderThatHoldsTheValueAnswers) {
+  enum Call { Plain, SkipUser, UserOnly };
+  const struct {
+    int current, previous, machine, defaultUser;  // the value stored at each stage, 0 for none
+    Call call;
+    int found, value;  // 7 is the caller's value, left when nothing is found
+  } rows[] = {{1, 2, 3, 4, Plain, 1, 1},    {0, 2, 3, 4, Plain, 1, 2},    {0, 0, 3, 4, Plain, 1, 3},
+              {0, 0, 0, 4, Plain, 1, 4},    {1, 2, 0, 0, SkipUser, 0, 7}, {1, 2, 0, 4, SkipUser, 1, 4},
+              {1, 2, 3, 4, SkipUser, 1, 3}, {0, 0, 3, 4, UserOnly, 0, 7}, {0, 2, 3, 0, UserOnly, 1, 2}};
+  for (const auto& r : rows) {
+    SCOPED_TRACE(testing::Message() << "stored " << r.current << r.previous << r.machine << r.defaultUser << ", call "
+                                    << r.call);
+    cleanTree();
+    setUpVersions();
+    const std::pair<HKEY, CString> stages[] = {{HKEY_CURRENT_USER, currentPath(L"Sec")},
+                                               {HKEY_CURRENT_USER, previousPath(L"Sec")},
+                                               {HKEY_LOCAL_MACHINE, currentPath(L"Sec")},
+                                               {HKEY_USERS, defaultUserPath(currentPath(L"Sec"))}};
+    const int stored[] = {r.current, r.previous, r.machine, r.defaultUser};
+    for (int i = 0; i < 4; ++i)
+      if (stored[i]) ASSERT_TRUE(setDword(stages[i].first, stages[i].second, L"V", DWORD(stored[i])));
+    EXPECT_EQ(r.call == SkipUser   ? read(L"Sec", L"V", 7, 1)
+              : r.call == UserOnly ? read(L"Sec", L"V", 7, 0, 1, nullptr, 1)
+                                   : read(L"Sec", L"V", 7),
+              std::pair(r.found, r.value));
+  }
 }
 
 struct LadderWatch {
@@ -168,7 +142,6 @@ void watchLadder(R::ReadingLadderStage stage, void* context) {
 }
 
 TEST_F(UserValues, TheLadderRunsItsStagesInOrderWithTheMachineTwice) {
-  setUpVersions();
   ASSERT_TRUE(createKey(HKEY_USERS, L".DEFAULT\\Software"));
   LadderWatch watch;
   R::setReadingLadderObserverForTesting(watchLadder, &watch);
@@ -184,61 +157,43 @@ TEST_F(UserValues, TheLadderRunsItsStagesInOrderWithTheMachineTwice) {
 }
 
 TEST_F(UserValues, TheRepeatedMachineStageSeesAValueWrittenMeanwhile) {
-  setUpVersions();
   ASSERT_TRUE(createKey(HKEY_USERS, L".DEFAULT\\Software"));
   LadderWatch watch;
   // Another process writes the machine default while this read is past the first machine stage.
   watch.lateMachinePath = currentPath(L"Sec");
   R::setReadingLadderObserverForTesting(watchLadder, &watch);
-  int value = 0;
-  EXPECT_EQ(regGetUserValue(L"Sec", L"V", &value), 1);
-  EXPECT_EQ(value, 55);
+  EXPECT_EQ(read(L"Sec", L"V", 0), std::pair(1, 55));
   EXPECT_EQ(watch.stages.back(), R::kStageMachineAgain);
 }
 
 TEST_F(UserValues, TheViewerBranchFallsBackToNothing) {
-  setUpVersions();
   CString viewer = product_ + L"\\Korvalinde 2001 Viewer";
   ASSERT_TRUE(setDword(HKEY_CURRENT_USER, previousPath(L"Sec"), L"V", 2));
   ASSERT_TRUE(setDword(HKEY_LOCAL_MACHINE, treePath(viewer, L"Sec"), L"V", 3));
-  int value = 0;
-  EXPECT_EQ(regGetUserValue(L"Sec", L"V", &value, 0, 1, &viewer), 0);
-  EXPECT_EQ(value, 0);
+  EXPECT_EQ(read(L"Sec", L"V", 0, 0, 1, &viewer), std::pair(0, 0));
   ASSERT_TRUE(setDword(HKEY_CURRENT_USER, treePath(viewer, L"Sec"), L"V", 1));
-  EXPECT_EQ(regGetUserValue(L"Sec", L"V", &value, 0, 1, &viewer), 1);
-  EXPECT_EQ(value, 1);
+  EXPECT_EQ(read(L"Sec", L"V", 0, 0, 1, &viewer), std::pair(1, 1));
 }
 
 TEST_F(UserValues, AValueOfTheWrongTypeDoesNotCount) {
-  setUpVersions();
   ASSERT_TRUE(setSz(HKEY_CURRENT_USER, currentPath(L"Sec"), L"N", L"12"));
   ASSERT_TRUE(setDword(HKEY_LOCAL_MACHINE, currentPath(L"Sec"), L"N", 5));
-  int value = 0;
-  EXPECT_EQ(regGetUserValue(L"Sec", L"N", &value), 1);
-  EXPECT_EQ(value, 5);
+  EXPECT_EQ(read(L"Sec", L"N", 0), std::pair(1, 5));
 
   ASSERT_TRUE(setDword(HKEY_CURRENT_USER, currentPath(L"Sec"), L"D", 1));
-  double number = -1;
-  EXPECT_EQ(regGetUserValue(L"Sec", L"D", &number), 0);
-  EXPECT_EQ(number, -1);
+  EXPECT_EQ(read(L"Sec", L"D", -1.0), std::pair(0, -1.0));
 
   const BYTE bytes[] = {'h', 0, 'i', 0, 0, 0};
   ASSERT_TRUE(setRaw(HKEY_CURRENT_USER, currentPath(L"Sec"), L"B", REG_BINARY, bytes, sizeof(bytes)));
-  CString text(L"kept");
-  EXPECT_EQ(regGetUserValue(L"Sec", L"B", text), 0);
-  EXPECT_EQ(text, L"kept");
+  EXPECT_EQ(read(L"Sec", L"B", CString(L"kept")), std::pair(0, std::wstring(L"kept")));
 }
 
 TEST_F(UserValues, SafeModeReadsTheMachineOnlyAndWritesNothing) {
-  setUpVersions();
   ASSERT_TRUE(setDword(HKEY_CURRENT_USER, currentPath(L"Sec"), L"V", 1));
   ASSERT_TRUE(setDword(HKEY_LOCAL_MACHINE, currentPath(L"Sec"), L"V", 3));
   regSetUseSafeMode(1);
-  int value = 0;
-  EXPECT_EQ(regGetUserValue(L"Sec", L"V", &value), 1);
-  EXPECT_EQ(value, 3);
-  EXPECT_EQ(regGetUserValue(L"Sec", L"V", &value, 0, 1, nullptr, 0, 1), 1);
-  EXPECT_EQ(value, 1);
+  EXPECT_EQ(read(L"Sec", L"V", 0), std::pair(1, 3));
+  EXPECT_EQ(read(L"Sec", L"V", 0, 0, 1, nullptr, 0, 1), std::pair(1, 1));
 
   int written = 99;
   EXPECT_EQ(regSetUserValue(L"Sec", L"V", &written), 1);
@@ -253,14 +208,11 @@ TEST_F(UserValues, SafeModeReadsTheMachineOnlyAndWritesNothing) {
 }
 
 TEST_F(UserValues, PerformanceTestModeHasItsOwnOverrides) {
-  setUpVersions();
   ASSERT_TRUE(setDword(HKEY_CURRENT_USER, currentPath(L"Sec"), L"V", 1));
   regSetUsePerformanceTestMode(1);
-  int value = 0;
-  EXPECT_EQ(regGetUserValue(L"Sec", L"V", &value), 0);
-  EXPECT_EQ(regGetUserValue(L"Sec", L"V", &value, 0, 1, nullptr, 0, 1, 0), 0);  // the safe override is not it
-  EXPECT_EQ(regGetUserValue(L"Sec", L"V", &value, 0, 1, nullptr, 0, 0, 1), 1);
-  EXPECT_EQ(value, 1);
+  EXPECT_EQ(read(L"Sec", L"V", 0), std::pair(0, 0));
+  EXPECT_EQ(read(L"Sec", L"V", 0, 0, 1, nullptr, 0, 1, 0), std::pair(0, 0));  // the safe override is not it
+  EXPECT_EQ(read(L"Sec", L"V", 0, 0, 1, nullptr, 0, 0, 1), std::pair(1, 1));
   int written = 5;
   EXPECT_EQ(regSetUserValue(L"Sec", L"W", &written, 1, 1, 0), 1);
   EXPECT_FALSE(valueExists(HKEY_CURRENT_USER, currentPath(L"Sec"), L"W"));
@@ -269,14 +221,11 @@ TEST_F(UserValues, PerformanceTestModeHasItsOwnOverrides) {
 }
 
 TEST_F(UserValues, WithBothModesTheReaderAsksTheSafeOverrideAndTheWriterBoth) {
-  setUpVersions();
   ASSERT_TRUE(setDword(HKEY_CURRENT_USER, currentPath(L"Sec"), L"V", 1));
   regSetUseSafeMode(1);
   regSetUsePerformanceTestMode(1);
-  int value = 0;
-  EXPECT_EQ(regGetUserValue(L"Sec", L"V", &value, 0, 1, nullptr, 0, 0, 1), 0);
-  EXPECT_EQ(regGetUserValue(L"Sec", L"V", &value, 0, 1, nullptr, 0, 1, 0), 1);
-  EXPECT_EQ(value, 1);
+  EXPECT_EQ(read(L"Sec", L"V", 0, 0, 1, nullptr, 0, 0, 1), std::pair(0, 0));
+  EXPECT_EQ(read(L"Sec", L"V", 0, 0, 1, nullptr, 0, 1, 0), std::pair(1, 1));
   int written = 8;
   EXPECT_EQ(regSetUserValue(L"Sec", L"W", &written, 1, 1, 0), 1);
   EXPECT_EQ(regSetUserValue(L"Sec", L"W", &written, 1, 0, 1), 1);
@@ -286,7 +235,6 @@ TEST_F(UserValues, WithBothModesTheReaderAsksTheSafeOverrideAndTheWriterBoth) {
 }
 
 TEST_F(UserValues, DoublesAreWrittenAsShortestFifteenDigitText) {
-  setUpVersions();
   const struct {
     double value;
     const wchar_t* text;
@@ -299,26 +247,20 @@ TEST_F(UserValues, DoublesAreWrittenAsShortestFifteenDigitText) {
     CString text;
     ASSERT_TRUE(queryValue(HKEY_CURRENT_USER, currentPath(L"Num"), L"D", &type, &text));
     EXPECT_EQ(text, c.text);
-    double read = 0;
-    EXPECT_EQ(regGetUserValue(L"Num", L"D", &read), 1);
-    EXPECT_EQ(read, std::wcstod(c.text, nullptr));  // fifteen digits: what the text holds
+    EXPECT_EQ(read(L"Num", L"D", 0.0), std::pair(1, std::wcstod(c.text, nullptr)));  // what the text holds
   }
 }
 
 TEST_F(UserValues, UnparsableOrOverlongDoubleText) {
-  setUpVersions();
   ASSERT_TRUE(setSz(HKEY_CURRENT_USER, currentPath(L"Num"), L"Word", L"abc"));
-  double value = 4.5;
-  EXPECT_EQ(regGetUserValue(L"Num", L"Word", &value), 1);  // found, though no number
-  EXPECT_EQ(value, 4.5);
+  EXPECT_EQ(read(L"Num", L"Word", 4.5), std::pair(1, 4.5));  // found, though no number
   // 128 characters with the terminator pass the 256-byte limit; one more does not.
   ASSERT_TRUE(setSz(HKEY_CURRENT_USER, currentPath(L"Num"), L"Fits", L"7" + CString(L'0', 126)));
   ASSERT_TRUE(setSz(HKEY_CURRENT_USER, currentPath(L"Num"), L"Long", L"7" + CString(L'0', 127)));
-  EXPECT_EQ(regGetUserValue(L"Num", L"Fits", &value), 1);
-  EXPECT_DOUBLE_EQ(value, 7e126);
-  value = 4.5;
-  EXPECT_EQ(regGetUserValue(L"Num", L"Long", &value), 0);
-  EXPECT_EQ(value, 4.5);
+  const auto fits = read(L"Num", L"Fits", 4.5);
+  EXPECT_EQ(fits.first, 1);
+  EXPECT_DOUBLE_EQ(fits.second, 7e126);
+  EXPECT_EQ(read(L"Num", L"Long", 4.5), std::pair(0, 4.5));
 }
 
 // A locale whose decimal separator is a comma, made active for the numeric category; false if
@@ -342,7 +284,6 @@ bool activateCommaLocale(const std::filesystem::path& scratch) {
 }
 
 TEST_F(UserValues, DoublesUseAPointInACommaLocaleAndLeaveTheNumericLocaleAtC) {
-  setUpVersions();
   if (!activateCommaLocale(dir_)) GTEST_SKIP() << "no locale with a decimal comma on this system";
   double value = 1234.5;
   ASSERT_EQ(regSetUserValue(L"Num", L"D", &value), 1);
@@ -354,16 +295,13 @@ TEST_F(UserValues, DoublesUseAPointInACommaLocaleAndLeaveTheNumericLocaleAtC) {
 
   ASSERT_TRUE(activateCommaLocale(dir_));
   ASSERT_TRUE(setSz(HKEY_CURRENT_USER, currentPath(L"Num"), L"P", L"0.25"));
-  double read = 0;
-  EXPECT_EQ(regGetUserValue(L"Num", L"P", &read), 1);
-  EXPECT_EQ(read, 0.25);
+  EXPECT_EQ(read(L"Num", L"P", 0.0), std::pair(1, 0.25));
   EXPECT_STREQ(std::setlocale(LC_NUMERIC, nullptr), "C");
   EXPECT_EQ(std::localeconv()->decimal_point[0], '.');
   std::setlocale(LC_NUMERIC, "C");
 }
 
 TEST_F(UserValues, BadInputGivesZeroAndLosesNothing) {
-  setUpVersions();
   int kept = 3;
   ASSERT_EQ(regSetUserValue(L"Sec", L"Kept", &kept), 1);
 
@@ -383,13 +321,10 @@ TEST_F(UserValues, BadInputGivesZeroAndLosesNothing) {
   EXPECT_EQ(regGetUserValue(L"Sec", L"Kept", valueTypeDouble, text, &value, nullptr, 0, 1, nullptr, 0, 0, 1, 0), 0);
   EXPECT_EQ(regGetValue(nullptr, L"Kept", valueTypeInt, text, &value, nullptr), 0);
 
-  int read = 0;
-  EXPECT_EQ(regGetUserValue(L"Sec", L"Kept", &read), 1);
-  EXPECT_EQ(read, 3);
+  EXPECT_EQ(read(L"Sec", L"Kept", 0), std::pair(1, 3));
 }
 
 TEST_F(UserValues, ATypeNumberOtherThanIntOrStringIsADouble) {
-  setUpVersions();
   double value = 6.25;
   CString unused;
   ASSERT_EQ(regSetUserValue(L"Num", L"D", static_cast<valueTypes>(7), unused, nullptr, &value, 1, 0, 0), 1);

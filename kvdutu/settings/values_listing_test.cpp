@@ -1,21 +1,17 @@
 // The values log of a section and the listing of its integer fields.
+#include "kvdutu/settings/values_listing.h"
+
 #include <algorithm>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "kvdutu/settings/settings_fixture_test.h"
-#include "kvdutu/settings/values_listing.h"
 
 namespace KvdSettingsTest {
 namespace {
 
-class ValuesListing : public SettingsTest {
- protected:
-  void SetUp() override {
-    SettingsTest::SetUp();
-    setUpVersions();
-  }
-};
+using ValuesListing = VersionedSettingsTest;
 
 // The lines of a log after its heading, in any order: Wine keeps values sorted by name, Windows
 // and the POSIX hives in creation order.
@@ -28,6 +24,17 @@ std::vector<std::wstring> sortedLines(const CString& text, int from) {
   EXPECT_EQ(start, rest.size()) << "every line ends with a line feed";
   std::sort(lines.begin(), lines.end());
   return lines;
+}
+
+// The names and values of a listing as sorted pairs, checked to be of equal number.
+using Fields = std::vector<std::pair<std::wstring, UINT>>;
+Fields fields(const su_CStringArray& names, const su_CUIntArray& values) {
+  EXPECT_EQ(names.GetSize(), values.GetSize());
+  Fields out;
+  for (INT_PTR i = 0; i < names.GetSize() && i < values.GetSize(); ++i)
+    out.emplace_back(names[i].GetString(), values[i]);
+  std::sort(out.begin(), out.end());
+  return out;
 }
 
 TEST_F(ValuesListing, TheLogLeavesOutPathsAndShowsIntegersUnsigned) {
@@ -92,16 +99,7 @@ TEST_F(ValuesListing, FieldNamesListTheIntegersOfTheCurrentKey) {
   names.Add(L"stale");
   values.Add(99);
   EXPECT_EQ(regGetFieldNamesAndValues(L"Fields", 0, names, values), 1);
-  ASSERT_EQ(names.GetSize(), 2);
-  ASSERT_EQ(values.GetSize(), 2);
-  for (INT_PTR i = 0; i < names.GetSize(); ++i) {
-    if (names[i] == L"Width") {
-      EXPECT_EQ(values[i], 640u);
-    } else {
-      EXPECT_EQ(names[i], L"Height");
-      EXPECT_EQ(values[i], 480u);
-    }
-  }
+  EXPECT_EQ(fields(names, values), (Fields{{L"Height", 480}, {L"Width", 640}}));
 }
 
 TEST_F(ValuesListing, FieldNamesOfTheMachineAreServedInEitherMode) {
@@ -111,19 +109,15 @@ TEST_F(ValuesListing, FieldNamesOfTheMachineAreServedInEitherMode) {
   su_CUIntArray values;
   regSetUseSafeMode(1);
   EXPECT_EQ(regGetFieldNamesAndValues(L"Fields", 1, names, values), 1);
-  ASSERT_EQ(names.GetSize(), 1);
-  EXPECT_EQ(names[0], L"Seats");
-  EXPECT_EQ(values[0], 12u);
+  EXPECT_EQ(fields(names, values), (Fields{{L"Seats", 12}}));
   EXPECT_EQ(regGetFieldNamesAndValues(L"Fields", 0, names, values), 0);
-  EXPECT_EQ(names.GetSize(), 0);  // emptied all the same
-  EXPECT_EQ(values.GetSize(), 0);
+  EXPECT_EQ(fields(names, values), Fields());  // emptied all the same
   regSetUseSafeMode(0);
   regSetUsePerformanceTestMode(1);
   EXPECT_EQ(regGetFieldNamesAndValues(L"Fields", 0, names, values), 0);
   regSetUsePerformanceTestMode(0);
   EXPECT_EQ(regGetFieldNamesAndValues(L"Fields", 0, names, values), 1);
-  ASSERT_EQ(names.GetSize(), 1);
-  EXPECT_EQ(names[0], L"Mine");
+  EXPECT_EQ(fields(names, values), (Fields{{L"Mine", 1}}));
 }
 
 TEST_F(ValuesListing, FieldNamesOfAMissingSection) {

@@ -43,16 +43,20 @@ int fail(const char* what, LONG rc) {
   return 2;
 }
 
+// Opens a key of HKEY_CURRENT_USER for writing, making it when it is missing.
+LONG create(const std::wstring& key, HKEY* h) {
+  return P::RegCreateKeyExW(HKEY_CURRENT_USER, key.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, h, nullptr);
+}
+
+LONG setDword(HKEY h, const std::wstring& name, DWORD v) {
+  return P::RegSetValueExW(h, name.c_str(), 0, REG_DWORD, reinterpret_cast<const BYTE*>(&v), sizeof v);
+}
+
 int write(const std::wstring& key, const std::wstring& prefix, int count) {
   HKEY h;
-  if (LONG rc = P::RegCreateKeyExW(HKEY_CURRENT_USER, key.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &h,
-                                   nullptr))
-    return fail("create", rc);
+  if (LONG rc = create(key, &h)) return fail("create", rc);
   for (int i = 0; i < count; ++i) {
-    DWORD v = DWORD(i);
-    std::wstring name = prefix + std::to_wstring(i);
-    if (LONG rc = P::RegSetValueExW(h, name.c_str(), 0, REG_DWORD, reinterpret_cast<const BYTE*>(&v), sizeof v))
-      return fail("set", rc);
+    if (LONG rc = setDword(h, prefix + std::to_wstring(i), DWORD(i))) return fail("set", rc);
     std::printf("%d\n", i);
     std::fflush(stdout);
   }
@@ -93,8 +97,7 @@ int readonly(const std::wstring& key, const std::wstring& name, bool asNobody) {
   LONG rc = P::RegOpenKeyExW(HKEY_LOCAL_MACHINE, key.c_str(), 0, KEY_READ, &h);
   if (rc == ERROR_SUCCESS) {
     rc = P::RegQueryValueExW(h, name.c_str(), nullptr, nullptr, reinterpret_cast<LPBYTE>(&v), &cb);
-    LONG set = P::RegSetValueExW(h, name.c_str(), 0, REG_DWORD, reinterpret_cast<const BYTE*>(&v), sizeof v);
-    std::printf("setThroughReadHandle %ld\n", long(set));
+    std::printf("setThroughReadHandle %ld\n", long(setDword(h, name, v)));
     P::RegCloseKey(h);
   }
   std::printf("read %ld %lu\n", long(rc), static_cast<unsigned long>(v));
@@ -140,11 +143,8 @@ int main(int argc, char** argv) {
   if (mode == "read" && argc == 4) return read(key, std::atoi(argv[3]));
   if (mode == "set" && argc == 5) {
     HKEY h;
-    if (LONG rc = P::RegCreateKeyExW(HKEY_CURRENT_USER, key.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &h,
-                                     nullptr))
-      return fail("create", rc);
-    DWORD v = DWORD(std::strtoul(argv[4], nullptr, 10));
-    LONG rc = P::RegSetValueExW(h, widen(argv[3]).c_str(), 0, REG_DWORD, reinterpret_cast<const BYTE*>(&v), sizeof v);
+    if (LONG rc = create(key, &h)) return fail("create", rc);
+    LONG rc = setDword(h, widen(argv[3]), DWORD(std::strtoul(argv[4], nullptr, 10)));
     P::RegCloseKey(h);
     return rc ? fail("set", rc) : 0;
   }

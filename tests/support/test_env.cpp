@@ -2,6 +2,8 @@
 
 #include <atomic>
 #include <chrono>
+#include <fstream>
+#include <iterator>
 #include <random>
 #include <stdexcept>
 #include <system_error>
@@ -32,6 +34,15 @@ std::filesystem::path scratchDir(const std::string& name) {
   auto dir = g_root / "scratch" / (name + "-" + std::to_string(g_counter++));
   std::filesystem::create_directories(dir);
   return dir;
+}
+
+void writeBytes(const std::filesystem::path& path, const std::string& bytes) {
+  std::ofstream(path, std::ios::binary) << bytes;
+}
+
+std::string readBytes(const std::filesystem::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(in), {});
 }
 
 std::filesystem::path binDir() { return g_bin; }

@@ -4,7 +4,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <random>
 #include <string>
 #include <vector>
@@ -29,11 +28,9 @@ struct ToolRun {
 };
 
 std::string slurp(const fs::path& p) {
-  std::ifstream f(p, std::ios::binary);
-  std::string s((std::istreambuf_iterator<char>(f)), std::istreambuf_iterator<char>());
   // The console's line ends on Windows.
   std::string t;
-  for (char c : s)
+  for (char c : KvdTest::readBytes(p))
     if (c != '\r') t += c;
   return t;
 }
@@ -209,8 +206,7 @@ TEST_F(KvdregTool, ExportThenImportThroughTheTool) {
   fs::path file = KvdTest::scratchDir("export") / "out.reg";
   ToolRun ex = kvdreg({"export", key_, file.string()});
   ASSERT_EQ(ex.code, 0) << ex.err;
-  std::ifstream f(file, std::ios::binary);
-  std::string bytes((std::istreambuf_iterator<char>(f)), std::istreambuf_iterator<char>());
+  const std::string bytes = KvdTest::readBytes(file);
   ASSERT_GE(bytes.size(), 4u);
   EXPECT_EQ(bytes.substr(0, 4), std::string("\xFF\xFEW\0", 4));
 

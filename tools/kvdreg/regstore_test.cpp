@@ -34,23 +34,19 @@ class RegStore : public ::testing::Test {
   std::wstring wide(const KeyPath& k) const { return std::wstring(k.sub.begin(), k.sub.end()); }
 
   // Written the ordinary way, through the library's registry functions with wchar_t strings.
-  void setString(const KeyPath& key, const wchar_t* name, DWORD type, const std::wstring& text) {
+  void setRaw(const KeyPath& key, const wchar_t* name, DWORD type, const void* data, DWORD size) {
     HKEY h;
     ASSERT_EQ(Os::RegCreateKeyExW(HKEY_CURRENT_USER, wide(key).c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &h,
                                   nullptr),
               ERROR_SUCCESS);
-    ASSERT_EQ(Os::RegSetValueExW(h, name, 0, type, reinterpret_cast<const BYTE*>(text.c_str()),
-                                 DWORD((text.size() + 1) * 2)),
-              ERROR_SUCCESS);
+    ASSERT_EQ(Os::RegSetValueExW(h, name, 0, type, static_cast<const BYTE*>(data), size), ERROR_SUCCESS);
     Os::RegCloseKey(h);
   }
+  void setString(const KeyPath& key, const wchar_t* name, DWORD type, const std::wstring& text) {
+    setRaw(key, name, type, text.c_str(), DWORD((text.size() + 1) * 2));
+  }
   void setBytes(const KeyPath& key, const wchar_t* name, DWORD type, const std::vector<uint8_t>& data) {
-    HKEY h;
-    ASSERT_EQ(Os::RegCreateKeyExW(HKEY_CURRENT_USER, wide(key).c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &h,
-                                  nullptr),
-              ERROR_SUCCESS);
-    ASSERT_EQ(Os::RegSetValueExW(h, name, 0, type, data.data(), DWORD(data.size())), ERROR_SUCCESS);
-    Os::RegCloseKey(h);
+    setRaw(key, name, type, data.data(), DWORD(data.size()));
   }
   // Read back the ordinary way too: type, size and the wchar_t text or the bytes.
   struct Read {
@@ -204,28 +200,6 @@ TEST_F(RegStore, DeletionLinesRemoveKeysTreesAndValues) {
   EXPECT_EQ(read(at(u"Del"), L"keep").rc, ERROR_SUCCESS);
   EXPECT_EQ(read(at(u"Del"), L"drop").rc, ERROR_FILE_NOT_FOUND);
   EXPECT_EQ(read(at(u"Del"), nullptr).rc, ERROR_FILE_NOT_FOUND);
-}
-
-TEST_F(RegStore, ABadLineLeavesTheHiveUntouched) {
-  setString(at(u"Existing"), L"v", REG_SZ, L"before");
-  const std::string before = exportText(base_);
-  std::string path = utf16ToUtf8(keyPathText(base_));
-  // Lines 1-6 are valid and would change the hive; line 7 is not.
-  std::string file =
-      "Windows Registry Editor Version 5.00\r\n"
-      "\r\n"
-      "[-" + path + "\\Existing]\r\n"
-      "[" + path + "\\New]\r\n"
-      "\"a\"=\"b\"\r\n"
-      "\"c\"=dword:00000001\r\n"
-      "\"d\"=hex:0z\r\n"
-      "\"e\"=\"f\"\r\n";
-  Document doc;
-  ParseError perr;
-  EXPECT_FALSE(parseRegFile(reinterpret_cast<const uint8_t*>(file.data()), file.size(), &doc, &perr));
-  EXPECT_EQ(perr.line, 7);
-  EXPECT_EQ(exportText(base_), before);
-  EXPECT_FALSE(exists(at(u"New")));
 }
 
 TEST_F(RegStore, KeysOfHiveUsersThatAreMissingAreRefusedBeforeWriting) {

@@ -1,3 +1,12 @@
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
 #include "kvdutu/platform/containers/su_archive.h"
 #include "kvdutu/platform/containers/su_map_ptr_to_ptr.h"
 #include "kvdutu/platform/containers/su_map_string_to_ptr.h"
@@ -8,30 +17,13 @@
 #include "kvdutu/platform/containers/su_uint_array.h"
 #include "kvdutu/platform/containers/su_word_array.h"
 #include "kvdutu/platform/framework/exceptions.h"
-
-#include <gtest/gtest.h>
-
-#include <functional>
-#include <map>
-#include <memory>
-#include <set>
-#include <string>
-#include <vector>
+#include "support/framework_expect.h"
 
 using KvdUtils::Framework::MemoryArchiveStream;
 
 namespace {
 
-// True when body raises the framework's invalid-argument exception.
-bool raisesInvalidArg(const std::function<void()>& body) {
-  try {
-    body();
-  } catch (CInvalidArgException* e) {
-    e->Delete();
-    return true;
-  }
-  return false;
-}
+const auto raisesInvalidArg = &KvdTest::raises<CInvalidArgException>;
 
 std::vector<std::wstring> contents(const su_CStringArray& a) {
   std::vector<std::wstring> v;

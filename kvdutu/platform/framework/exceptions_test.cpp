@@ -35,6 +35,17 @@ class RecordingResponder {
   KvdUtils::Platform::MessageBoxResponder m_previous;
 };
 
+// Runs body, which must throw an E; the exception, which the caller deletes, or null.
+template <class E, class F>
+E* caught(F&& body) {
+  try {
+    body();
+  } catch (E* e) {
+    return e;
+  }
+  return nullptr;
+}
+
 std::wstring message(const CException& e) {
   wchar_t buffer[512];
   UINT help = 0;
@@ -45,50 +56,37 @@ std::wstring message(const CException& e) {
 }  // namespace
 
 TEST(Exceptions, ThrownAsPointersOfTheirClassAndFreedByDelete) {
-  try {
-    AfxThrowInvalidArgException();
-  } catch (CException* e) {
-    EXPECT_TRUE(e->IsKindOf(RUNTIME_CLASS(CInvalidArgException)));
-    EXPECT_TRUE(e->IsKindOf(RUNTIME_CLASS(CSimpleException)));
-    e->Delete();
-  }
-  try {
-    AfxThrowNotSupportedException();
-  } catch (CNotSupportedException* e) {
-    e->Delete();
-  }
-  try {
-    AfxThrowFileException(CFileException::accessDenied, 5, L"C:\\x.txt");
-  } catch (CFileException* e) {
-    EXPECT_EQ(e->m_cause, CFileException::accessDenied);
-    EXPECT_EQ(e->m_lOsError, 5);
-    EXPECT_EQ(e->m_strFileName, CString(L"C:\\x.txt"));
-    e->Delete();
-  }
-  try {
-    AfxThrowArchiveException(CArchiveException::badSchema);
-  } catch (CArchiveException* e) {
-    EXPECT_EQ(e->m_cause, CArchiveException::badSchema);
-    EXPECT_TRUE(e->m_strFileName.IsEmpty());
-    e->Delete();
-  }
+  CException* e = caught<CException>([] { AfxThrowInvalidArgException(); });
+  ASSERT_NE(e, nullptr);
+  EXPECT_TRUE(e->IsKindOf(RUNTIME_CLASS(CInvalidArgException)));
+  EXPECT_TRUE(e->IsKindOf(RUNTIME_CLASS(CSimpleException)));
+  e->Delete();
+  CNotSupportedException* notSupported = caught<CNotSupportedException>([] { AfxThrowNotSupportedException(); });
+  ASSERT_NE(notSupported, nullptr);
+  notSupported->Delete();
+  CFileException* file =
+      caught<CFileException>([] { AfxThrowFileException(CFileException::accessDenied, 5, L"C:\\x.txt"); });
+  ASSERT_NE(file, nullptr);
+  EXPECT_EQ(file->m_cause, CFileException::accessDenied);
+  EXPECT_EQ(file->m_lOsError, 5);
+  EXPECT_EQ(file->m_strFileName, CString(L"C:\\x.txt"));
+  file->Delete();
+  CArchiveException* archive =
+      caught<CArchiveException>([] { AfxThrowArchiveException(CArchiveException::badSchema); });
+  ASSERT_NE(archive, nullptr);
+  EXPECT_EQ(archive->m_cause, CArchiveException::badSchema);
+  EXPECT_TRUE(archive->m_strFileName.IsEmpty());
+  archive->Delete();
 }
 
 TEST(Exceptions, MemoryExceptionIsOneObjectThatDeleteKeeps) {
-  CMemoryException* first = nullptr;
-  try {
-    AfxThrowMemoryException();
-  } catch (CMemoryException* e) {
-    first = e;
-    e->Delete();  // must not free it: it is thrown again next time
-  }
-  try {
-    AfxThrowMemoryException();
-  } catch (CMemoryException* e) {
-    EXPECT_EQ(e, first);
-    EXPECT_EQ(message(*e), L"Out of memory.");
-    e->Delete();
-  }
+  CMemoryException* first = caught<CMemoryException>([] { AfxThrowMemoryException(); });
+  ASSERT_NE(first, nullptr);
+  first->Delete();  // must not free it: it is thrown again next time
+  CMemoryException* again = caught<CMemoryException>([] { AfxThrowMemoryException(); });
+  EXPECT_EQ(again, first);
+  EXPECT_EQ(message(*first), L"Out of memory.");
+  first->Delete();
 }
 
 TEST(Exceptions, MessagesNameTheFileOrAnUnnamedFile) {
@@ -147,22 +145,16 @@ TEST(Exceptions, OsErrorsMapToCausesByTheFrameworkTable) {
 
 TEST(Exceptions, ThrowOsErrorThrowsNothingForSuccess) {
   CFileException::ThrowOsError(0, L"x");  // returns
-  try {
-    CFileException::ThrowOsError(32, L"locked.dat");
-    FAIL() << "no exception";
-  } catch (CFileException* e) {
-    EXPECT_EQ(e->m_cause, CFileException::sharingViolation);
-    EXPECT_EQ(e->m_lOsError, 32);
-    EXPECT_EQ(e->m_strFileName, CString(L"locked.dat"));
-    e->Delete();
-  }
-  try {
-    CFileException::ThrowErrno(ENOENT, L"gone");
-    FAIL() << "no exception";
-  } catch (CFileException* e) {
-    EXPECT_EQ(e->m_cause, CFileException::fileNotFound);
-    e->Delete();
-  }
+  CFileException* e = caught<CFileException>([] { CFileException::ThrowOsError(32, L"locked.dat"); });
+  ASSERT_NE(e, nullptr);
+  EXPECT_EQ(e->m_cause, CFileException::sharingViolation);
+  EXPECT_EQ(e->m_lOsError, 32);
+  EXPECT_EQ(e->m_strFileName, CString(L"locked.dat"));
+  e->Delete();
+  e = caught<CFileException>([] { CFileException::ThrowErrno(ENOENT, L"gone"); });
+  ASSERT_NE(e, nullptr);
+  EXPECT_EQ(e->m_cause, CFileException::fileNotFound);
+  e->Delete();
 }
 
 TEST(Exceptions, ReportErrorShowsTheMessageThroughTheResponder) {

@@ -1,16 +1,16 @@
 // CFile, CStdioFile and CFileFind on real files, the same on both backends: the bytes that text
 // mode writes, lines read back at the stream's buffer boundaries, the exceptions the framework
 // throws, and searches with wildcards.
+#include "kvdutu/platform/framework/file.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
 #include <string>
 #include <vector>
 
 #include "kvdutu/platform/framework/archive.h"
-#include "kvdutu/platform/framework/file.h"
 #include "kvdutu/platform/framework/file_find.h"
 #include "kvdutu/platform/framework/stdio_file.h"
 #include "kvdutu/platform/os/error.h"
@@ -25,14 +25,19 @@ const wchar_t kSep = static_cast<wchar_t>(fs::path::preferred_separator);
 
 std::wstring join(const std::wstring& dir, const std::wstring& name) { return dir + kSep + name; }
 
-void writeBytes(const std::wstring& path, const std::string& bytes) {
-  std::ofstream out(fs::path(path), std::ios::binary);
-  out << bytes;
+using KvdTest::readBytes;
+using KvdTest::writeBytes;
+
+// The next line of a file in the string form, or "<end>" when there is none.
+std::wstring nextLine(CStdioFile& file) {
+  CString line;
+  return file.ReadString(line) ? std::wstring(line.GetString(), size_t(line.GetLength())) : L"<end>";
 }
 
-std::string readBytes(const std::wstring& path) {
-  std::ifstream in(fs::path(path), std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), {});
+// The next piece in the buffer form, with room for 258 characters and the terminator, or "<end>".
+std::wstring nextPiece(CStdioFile& file) {
+  wchar_t buf[260];
+  return file.ReadString(buf, 259) ? std::wstring(buf) : L"<end>";
 }
 
 // Runs `f`, which must throw a CFileException; returns its cause and system error.
@@ -166,21 +171,14 @@ TEST(CStdioFileTest, TextModeWritesCrLfAndReadsLinesBack) {
   EXPECT_EQ(readBytes(path), "first\r\nsecond\r\n\r\nno end");
 
   CStdioFile file(path.c_str(), CFile::modeRead | CFile::typeText);
-  CString line;
-  ASSERT_TRUE(file.ReadString(line));
-  EXPECT_EQ(line, CString(L"first"));
-  wchar_t buf[260];
-  ASSERT_NE(file.ReadString(buf, 259), nullptr);
-  EXPECT_EQ(std::wstring(buf), L"second\n");
-  ASSERT_TRUE(file.ReadString(line));  // an empty line is a line
-  EXPECT_EQ(line, CString(L""));
-  ASSERT_TRUE(file.ReadString(line));
-  EXPECT_EQ(line, CString(L"no end"));
-  EXPECT_FALSE(file.ReadString(line));
-  EXPECT_EQ(file.ReadString(buf, 259), nullptr);
+  EXPECT_EQ(nextLine(file), L"first");
+  EXPECT_EQ(nextPiece(file), L"second\n");
+  EXPECT_EQ(nextLine(file), L"");  // an empty line is a line
+  EXPECT_EQ(nextLine(file), L"no end");
+  EXPECT_EQ(nextLine(file), L"<end>");
+  EXPECT_EQ(nextPiece(file), L"<end>");
   EXPECT_EQ(file.Seek(0, CFile::begin), 0u);
-  ASSERT_TRUE(file.ReadString(line));
-  EXPECT_EQ(line, CString(L"first"));
+  EXPECT_EQ(nextLine(file), L"first");
   EXPECT_EQ(file.GetPosition(), 7u);  // behind "first\r\n"
 }
 
@@ -196,23 +194,14 @@ TEST(CStdioFileTest, LinesAcrossTheStreamBufferAndTheCallersBuffer) {
 
   // Two readers at once need a sharing mode: the default is exclusive.
   CStdioFile file(path.c_str(), CFile::modeRead | CFile::shareDenyNone);
-  CString line;
-  ASSERT_TRUE(file.ReadString(line));
-  EXPECT_EQ(line.GetLength(), 4095);
-  ASSERT_TRUE(file.ReadString(line));
-  EXPECT_EQ(line, CString(L"x\ry"));
-  ASSERT_TRUE(file.ReadString(line));
-  EXPECT_EQ(line.GetLength(), 10000);
-  wchar_t buf[260];
-  ASSERT_NE(file.ReadString(buf, 259), nullptr);
-  EXPECT_EQ(std::wstring(buf), std::wstring(257, L'c') + L"\n");  // 258 characters with the line end
-  ASSERT_NE(file.ReadString(buf, 259), nullptr);
-  EXPECT_EQ(std::wstring(buf), std::wstring(258, L'd'));  // at most 258 and the terminator
-  ASSERT_NE(file.ReadString(buf, 259), nullptr);
-  EXPECT_EQ(std::wstring(buf), std::wstring(42, L'd') + L"\n");
-  ASSERT_TRUE(file.ReadString(line));
-  EXPECT_EQ(line, CString(L"tail"));
-  EXPECT_FALSE(file.ReadString(line));
+  EXPECT_EQ(nextLine(file), std::wstring(4095, L'a'));
+  EXPECT_EQ(nextLine(file), L"x\ry");
+  EXPECT_EQ(nextLine(file), std::wstring(10000, L'b'));
+  EXPECT_EQ(nextPiece(file), std::wstring(257, L'c') + L"\n");  // 258 characters with the line end
+  EXPECT_EQ(nextPiece(file), std::wstring(258, L'd'));          // at most 258 and the terminator
+  EXPECT_EQ(nextPiece(file), std::wstring(42, L'd') + L"\n");
+  EXPECT_EQ(nextLine(file), L"tail");
+  EXPECT_EQ(nextLine(file), L"<end>");
 
   // The raw reads of the class go through the same text translation.
   CStdioFile raw(path.c_str(), CFile::modeRead | CFile::shareDenyNone);
@@ -234,12 +223,9 @@ TEST(CStdioFileTest, BinaryModeKeepsBytesAndWideTextIsUtf16) {
   CStdioFile file(path.c_str(), CFile::modeRead | CFile::typeBinary);
   char bom[2];
   ASSERT_EQ(file.Read(bom, 2), 2u);
-  CString line;
-  ASSERT_TRUE(file.ReadString(line));
-  EXPECT_EQ(line, CString(L"A\u00e9\r"));  // binary mode leaves the carriage return
-  ASSERT_TRUE(file.ReadString(line));
-  EXPECT_EQ(line, CString(L"B"));
-  EXPECT_FALSE(file.ReadString(line));
+  EXPECT_EQ(nextLine(file), L"A\u00e9\r");  // binary mode leaves the carriage return
+  EXPECT_EQ(nextLine(file), L"B");
+  EXPECT_EQ(nextLine(file), L"<end>");
 }
 
 TEST(CStdioFileTest, AppendModesAndTheFlagsOfAnAppendingWriter) {

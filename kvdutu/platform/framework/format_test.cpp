@@ -5,7 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cfloat>
 #include <climits>
 #include <cmath>
 #include <cstdint>

@@ -1,24 +1,17 @@
 #include "kvdutu/platform/framework/time.h"
 
-#include "kvdutu/platform/containers/su_time.h"
-#include "kvdutu/platform/framework/exceptions.h"
-#include "kvdutu/platform/framework/point.h"
-
 #include <gtest/gtest.h>
 
 #include <functional>
 
+#include "kvdutu/platform/containers/su_time.h"
+#include "kvdutu/platform/framework/exceptions.h"
+#include "kvdutu/platform/framework/point.h"
+#include "support/framework_expect.h"
+
 namespace {
 
-bool raisesInvalidArg(const std::function<void()>& body) {
-  try {
-    body();
-  } catch (CInvalidArgException* e) {
-    e->Delete();
-    return true;
-  }
-  return false;
-}
+const auto raisesInvalidArg = &KvdTest::raises<CInvalidArgException>;
 
 // 2024-01-05 09:07:03 UTC, a Friday, day 5 of the year.
 constexpr LONGLONG kFriday = 1704445623;

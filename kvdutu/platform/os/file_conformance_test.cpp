@@ -7,7 +7,6 @@
 #include <cstring>
 #include <cwctype>
 #include <filesystem>
-#include <fstream>
 #include <string>
 #include <vector>
 
@@ -20,6 +19,7 @@
 #include "kvdutu/platform/os/text.h"
 #include "kvdutu/platform/os/volume.h"
 #include "support/test_env.h"
+#include "support/win32_expect.h"
 
 #if !defined(_WIN32)
 #include <unistd.h>
@@ -35,26 +35,11 @@ const wchar_t kSep = static_cast<wchar_t>(fs::path::preferred_separator);
 std::wstring scratch(const char* name) { return KvdTest::scratchDir(name).wstring(); }
 std::wstring join(const std::wstring& dir, const std::wstring& name) { return dir + kSep + name; }
 
-void writeBytes(const std::wstring& path, const std::string& bytes) {
-  std::ofstream out(fs::path(path), std::ios::binary);
-  out << bytes;
-}
-
-std::string readBytes(const std::wstring& path) {
-  std::ifstream in(fs::path(path), std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), {});
-}
+using KvdTest::readBytes;
+using KvdTest::writeBytes;
 
 HANDLE open(const std::wstring& path, DWORD access, DWORD share, DWORD disposition) {
   return P::CreateFileW(path.c_str(), access, share, nullptr, disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
-}
-
-// The last error of a call that must fail.
-template <class F>
-DWORD errorOf(F&& call) {
-  P::SetLastError(0);
-  call();
-  return P::GetLastError();
 }
 
 // Wine keeps the read-only attribute as the permission bits of the file, and the tests run as
@@ -88,14 +73,10 @@ TEST(FileConformance, CreateFileDispositionsAndTheirErrors) {
   const std::wstring dir = scratch("dispositions");
   const std::wstring file = join(dir, L"part.KVDPRT");
 
-  EXPECT_EQ(open(file, GENERIC_READ, 0, OPEN_EXISTING), INVALID_HANDLE_VALUE);
-  EXPECT_EQ(P::GetLastError(), DWORD(ERROR_FILE_NOT_FOUND));
-  EXPECT_EQ(open(join(join(dir, L"missing"), L"x"), GENERIC_READ, 0, OPEN_EXISTING), INVALID_HANDLE_VALUE);
-  EXPECT_EQ(P::GetLastError(), DWORD(ERROR_PATH_NOT_FOUND));
-  EXPECT_EQ(open(join(join(dir, L"missing"), L"x"), GENERIC_WRITE, 0, CREATE_ALWAYS), INVALID_HANDLE_VALUE);
-  EXPECT_EQ(P::GetLastError(), DWORD(ERROR_PATH_NOT_FOUND));
-  EXPECT_EQ(open(join(dir, L"bad|name"), GENERIC_WRITE, 0, CREATE_ALWAYS), INVALID_HANDLE_VALUE);
-  EXPECT_EQ(P::GetLastError(), DWORD(ERROR_INVALID_NAME));
+  EXPECT_REFUSED(open(file, GENERIC_READ, 0, OPEN_EXISTING), ERROR_FILE_NOT_FOUND);
+  EXPECT_REFUSED(open(join(join(dir, L"missing"), L"x"), GENERIC_READ, 0, OPEN_EXISTING), ERROR_PATH_NOT_FOUND);
+  EXPECT_REFUSED(open(join(join(dir, L"missing"), L"x"), GENERIC_WRITE, 0, CREATE_ALWAYS), ERROR_PATH_NOT_FOUND);
+  EXPECT_REFUSED(open(join(dir, L"bad|name"), GENERIC_WRITE, 0, CREATE_ALWAYS), ERROR_INVALID_NAME);
 
   HANDLE h = open(file, GENERIC_READ | GENERIC_WRITE, 0, CREATE_NEW);
   ASSERT_NE(h, INVALID_HANDLE_VALUE);
@@ -117,8 +98,7 @@ TEST(FileConformance, CreateFileDispositionsAndTheirErrors) {
   LARGE_INTEGER size;
   ASSERT_TRUE(P::GetFileSizeEx(h, &size));
   EXPECT_EQ(size.QuadPart, 5);
-  EXPECT_EQ(P::SetFilePointer(h, -10, nullptr, FILE_CURRENT), INVALID_SET_FILE_POINTER);
-  EXPECT_EQ(P::GetLastError(), DWORD(ERROR_NEGATIVE_SEEK));
+  EXPECT_REFUSED(P::SetFilePointer(h, -10, nullptr, FILE_CURRENT) != INVALID_SET_FILE_POINTER, ERROR_NEGATIVE_SEEK);
   ASSERT_TRUE(P::FlushFileBuffers(h));
   FILETIME created, accessed, lastWrite;
   ASSERT_TRUE(P::GetFileTime(h, &created, &accessed, &lastWrite));
@@ -126,18 +106,15 @@ TEST(FileConformance, CreateFileDispositionsAndTheirErrors) {
   EXPECT_LT(fileTime100ns(lastWrite), now + 50000000ull);
   EXPECT_GT(fileTime100ns(lastWrite), now - 600000000ull);
   ASSERT_TRUE(P::CloseHandle(h));
-  EXPECT_FALSE(P::CloseHandle(h));
-  EXPECT_EQ(P::GetLastError(), DWORD(ERROR_INVALID_HANDLE));
+  EXPECT_REFUSED(P::CloseHandle(h), ERROR_INVALID_HANDLE);
 
-  EXPECT_EQ(open(file, GENERIC_WRITE, 0, CREATE_NEW), INVALID_HANDLE_VALUE);
-  EXPECT_EQ(P::GetLastError(), DWORD(ERROR_FILE_EXISTS));
+  EXPECT_REFUSED(open(file, GENERIC_WRITE, 0, CREATE_NEW), ERROR_FILE_EXISTS);
 
   h = open(file, GENERIC_WRITE, 0, CREATE_ALWAYS);
   ASSERT_NE(h, INVALID_HANDLE_VALUE);
   EXPECT_EQ(P::GetLastError(), DWORD(ERROR_ALREADY_EXISTS));  // and it was emptied
   EXPECT_EQ(P::GetFileSize(h, nullptr), 0u);
-  EXPECT_FALSE(P::ReadFile(h, buf, 1, &read, nullptr));  // no read access
-  EXPECT_EQ(P::GetLastError(), DWORD(ERROR_ACCESS_DENIED));
+  EXPECT_REFUSED(P::ReadFile(h, buf, 1, &read, nullptr), ERROR_ACCESS_DENIED);  // no read access
   P::CloseHandle(h);
 
   h = open(join(dir, L"fresh.txt"), GENERIC_WRITE, 0, OPEN_ALWAYS);
@@ -146,8 +123,7 @@ TEST(FileConformance, CreateFileDispositionsAndTheirErrors) {
   P::CloseHandle(h);
 
   // A folder opens only with backup semantics.
-  EXPECT_EQ(open(dir, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, OPEN_EXISTING), INVALID_HANDLE_VALUE);
-  EXPECT_EQ(P::GetLastError(), DWORD(ERROR_ACCESS_DENIED));
+  EXPECT_REFUSED(open(dir, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, OPEN_EXISTING), ERROR_ACCESS_DENIED);
   h = P::CreateFileW(dir.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
                      FILE_FLAG_BACKUP_SEMANTICS, nullptr);
   ASSERT_NE(h, INVALID_HANDLE_VALUE);
@@ -164,26 +140,20 @@ TEST(FileConformance, SharingModesRefuseConflictingOpensAndDeletes) {
   HANDLE second = open(file, GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING);
   EXPECT_NE(second, INVALID_HANDLE_VALUE);
   P::CloseHandle(second);
-  EXPECT_EQ(open(file, GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, OPEN_EXISTING), INVALID_HANDLE_VALUE);
-  EXPECT_EQ(P::GetLastError(), DWORD(ERROR_SHARING_VIOLATION));
+  EXPECT_REFUSED(open(file, GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, OPEN_EXISTING), ERROR_SHARING_VIOLATION);
   // A reader that will not let others read cannot come in while someone reads.
-  EXPECT_EQ(open(file, GENERIC_READ, 0, OPEN_EXISTING), INVALID_HANDLE_VALUE);
-  EXPECT_EQ(P::GetLastError(), DWORD(ERROR_SHARING_VIOLATION));
+  EXPECT_REFUSED(open(file, GENERIC_READ, 0, OPEN_EXISTING), ERROR_SHARING_VIOLATION);
   // Without FILE_SHARE_DELETE the file can be neither deleted, moved nor replaced.
-  EXPECT_FALSE(P::DeleteFileW(file.c_str()));
-  EXPECT_EQ(P::GetLastError(), DWORD(ERROR_SHARING_VIOLATION));
-  EXPECT_FALSE(P::MoveFileExW(file.c_str(), join(dir, L"moved").c_str(), 0));
-  EXPECT_EQ(P::GetLastError(), DWORD(ERROR_SHARING_VIOLATION));
+  EXPECT_REFUSED(P::DeleteFileW(file.c_str()), ERROR_SHARING_VIOLATION);
+  EXPECT_REFUSED(P::MoveFileExW(file.c_str(), join(dir, L"moved").c_str(), 0), ERROR_SHARING_VIOLATION);
   writeBytes(join(dir, L"other"), "other");
-  EXPECT_FALSE(P::CopyFileW(join(dir, L"other").c_str(), file.c_str(), FALSE));
-  EXPECT_EQ(P::GetLastError(), DWORD(ERROR_SHARING_VIOLATION));
+  EXPECT_REFUSED(P::CopyFileW(join(dir, L"other").c_str(), file.c_str(), FALSE), ERROR_SHARING_VIOLATION);
   EXPECT_EQ(readBytes(file), "data");
   P::CloseHandle(reader);
 
   HANDLE exclusive = open(file, GENERIC_READ | GENERIC_WRITE, 0, OPEN_EXISTING);
   ASSERT_NE(exclusive, INVALID_HANDLE_VALUE);
-  EXPECT_EQ(open(file, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, OPEN_EXISTING), INVALID_HANDLE_VALUE);
-  EXPECT_EQ(P::GetLastError(), DWORD(ERROR_SHARING_VIOLATION));
+  EXPECT_REFUSED(open(file, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, OPEN_EXISTING), ERROR_SHARING_VIOLATION);
   P::CloseHandle(exclusive);
   EXPECT_TRUE(P::DeleteFileW(file.c_str()));
 }
@@ -199,17 +169,13 @@ TEST(FileConformance, ReadOnlyAttributeRefusesWritingReplacingAndDeleting) {
   EXPECT_NE(P::GetFileAttributesW(file.c_str()) & FILE_ATTRIBUTE_READONLY, 0u);
 
   if (!readOnlyIsNotEnforced()) {
-    EXPECT_EQ(open(file, GENERIC_WRITE, 0, OPEN_EXISTING), INVALID_HANDLE_VALUE);
-    EXPECT_EQ(P::GetLastError(), DWORD(ERROR_ACCESS_DENIED));
-    EXPECT_EQ(open(file, GENERIC_WRITE, 0, CREATE_ALWAYS), INVALID_HANDLE_VALUE);
-    EXPECT_EQ(P::GetLastError(), DWORD(ERROR_ACCESS_DENIED));
-    EXPECT_FALSE(P::DeleteFileW(file.c_str()));
-    EXPECT_EQ(P::GetLastError(), DWORD(ERROR_ACCESS_DENIED));
+    EXPECT_REFUSED(open(file, GENERIC_WRITE, 0, OPEN_EXISTING), ERROR_ACCESS_DENIED);
+    EXPECT_REFUSED(open(file, GENERIC_WRITE, 0, CREATE_ALWAYS), ERROR_ACCESS_DENIED);
+    EXPECT_REFUSED(P::DeleteFileW(file.c_str()), ERROR_ACCESS_DENIED);
     writeBytes(join(dir, L"new"), "new");
-    EXPECT_FALSE(P::CopyFileW(join(dir, L"new").c_str(), file.c_str(), FALSE));
-    EXPECT_EQ(P::GetLastError(), DWORD(ERROR_ACCESS_DENIED));
-    EXPECT_FALSE(P::MoveFileExW(join(dir, L"new").c_str(), file.c_str(), MOVEFILE_REPLACE_EXISTING));
-    EXPECT_EQ(P::GetLastError(), DWORD(ERROR_ACCESS_DENIED));
+    EXPECT_REFUSED(P::CopyFileW(join(dir, L"new").c_str(), file.c_str(), FALSE), ERROR_ACCESS_DENIED);
+    EXPECT_REFUSED(P::MoveFileExW(join(dir, L"new").c_str(), file.c_str(), MOVEFILE_REPLACE_EXISTING),
+                   ERROR_ACCESS_DENIED);
     EXPECT_EQ(readBytes(file), "keep");
   }
   HANDLE h = open(file, GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING);
@@ -234,31 +200,21 @@ TEST(FileConformance, FoldersAndTheRuntimeForms) {
   const std::wstring dir = scratch("folders");
   const std::wstring sub = join(dir, L"sub");
   ASSERT_TRUE(P::CreateDirectoryW(sub.c_str(), nullptr));
-  EXPECT_FALSE(P::CreateDirectoryW(sub.c_str(), nullptr));
-  EXPECT_EQ(P::GetLastError(), DWORD(ERROR_ALREADY_EXISTS));
-  EXPECT_FALSE(P::CreateDirectoryW(join(join(dir, L"no"), L"deeper").c_str(), nullptr));
-  EXPECT_EQ(P::GetLastError(), DWORD(ERROR_PATH_NOT_FOUND));
+  EXPECT_REFUSED(P::CreateDirectoryW(sub.c_str(), nullptr), ERROR_ALREADY_EXISTS);
+  EXPECT_REFUSED(P::CreateDirectoryW(join(join(dir, L"no"), L"deeper").c_str(), nullptr), ERROR_PATH_NOT_FOUND);
   EXPECT_NE(P::GetFileAttributesW(sub.c_str()) & FILE_ATTRIBUTE_DIRECTORY, 0u);
 
   writeBytes(join(sub, L"f.txt"), "x");
-  EXPECT_FALSE(P::RemoveDirectoryW(sub.c_str()));
-  EXPECT_EQ(P::GetLastError(), DWORD(ERROR_DIR_NOT_EMPTY));
-  EXPECT_FALSE(P::RemoveDirectoryW(join(sub, L"f.txt").c_str()));
-  EXPECT_EQ(P::GetLastError(), DWORD(ERROR_DIRECTORY));
-  EXPECT_FALSE(P::DeleteFileW(sub.c_str()));
-  EXPECT_EQ(P::GetLastError(), DWORD(ERROR_ACCESS_DENIED));
+  EXPECT_REFUSED(P::RemoveDirectoryW(sub.c_str()), ERROR_DIR_NOT_EMPTY);
+  EXPECT_REFUSED(P::RemoveDirectoryW(join(sub, L"f.txt").c_str()), ERROR_DIRECTORY);
+  EXPECT_REFUSED(P::DeleteFileW(sub.c_str()), ERROR_ACCESS_DENIED);
   EXPECT_TRUE(P::DeleteFileW(join(sub, L"f.txt").c_str()));
-  EXPECT_FALSE(P::DeleteFileW(join(sub, L"f.txt").c_str()));
-  EXPECT_EQ(P::GetLastError(), DWORD(ERROR_FILE_NOT_FOUND));
+  EXPECT_REFUSED(P::DeleteFileW(join(sub, L"f.txt").c_str()), ERROR_FILE_NOT_FOUND);
   EXPECT_TRUE(P::RemoveDirectoryW(sub.c_str()));
-  EXPECT_FALSE(P::RemoveDirectoryW(sub.c_str()));
-  EXPECT_EQ(P::GetLastError(), DWORD(ERROR_FILE_NOT_FOUND));
-  EXPECT_EQ(P::GetFileAttributesW(sub.c_str()), INVALID_FILE_ATTRIBUTES);
-  EXPECT_EQ(P::GetLastError(), DWORD(ERROR_FILE_NOT_FOUND));
-  EXPECT_EQ(P::GetFileAttributesW(join(sub, L"x").c_str()), INVALID_FILE_ATTRIBUTES);
-  EXPECT_EQ(P::GetLastError(), DWORD(ERROR_PATH_NOT_FOUND));
-  EXPECT_EQ(P::GetFileAttributesW(join(dir, L"*.txt").c_str()), INVALID_FILE_ATTRIBUTES);
-  EXPECT_EQ(P::GetLastError(), DWORD(ERROR_INVALID_NAME));
+  EXPECT_REFUSED(P::RemoveDirectoryW(sub.c_str()), ERROR_FILE_NOT_FOUND);
+  EXPECT_REFUSED(P::GetFileAttributesW(sub.c_str()) != INVALID_FILE_ATTRIBUTES, ERROR_FILE_NOT_FOUND);
+  EXPECT_REFUSED(P::GetFileAttributesW(join(sub, L"x").c_str()) != INVALID_FILE_ATTRIBUTES, ERROR_PATH_NOT_FOUND);
+  EXPECT_REFUSED(P::GetFileAttributesW(join(dir, L"*.txt").c_str()) != INVALID_FILE_ATTRIBUTES, ERROR_INVALID_NAME);
 
   EXPECT_EQ(P::_wmkdir(sub.c_str()), 0);
   errno = 0;
@@ -281,8 +237,8 @@ TEST(FileConformance, FoldersAndTheRuntimeForms) {
   EXPECT_EQ(data.nFileSizeHigh, 0u);
   EXPECT_EQ(data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY, 0u);
   EXPECT_GT(fileTime100ns(data.ftLastWriteTime), nowAsFileTime() - 600000000ull);
-  EXPECT_FALSE(P::GetFileAttributesExW(join(dir, L"none").c_str(), GetFileExInfoStandard, &data));
-  EXPECT_EQ(P::GetLastError(), DWORD(ERROR_FILE_NOT_FOUND));
+  EXPECT_REFUSED(P::GetFileAttributesExW(join(dir, L"none").c_str(), GetFileExInfoStandard, &data),
+                 ERROR_FILE_NOT_FOUND);
 }
 
 TEST(FileConformance, CopyAndMove) {
@@ -304,15 +260,12 @@ TEST(FileConformance, CopyAndMove) {
   WIN32_FILE_ATTRIBUTE_DATA data;
   ASSERT_TRUE(P::GetFileAttributesExW(dst.c_str(), GetFileExInfoStandard, &data));
   EXPECT_EQ(fileTime100ns(data.ftLastWriteTime), oldTime);
-  EXPECT_FALSE(P::CopyFileW(src.c_str(), dst.c_str(), TRUE));
-  EXPECT_EQ(P::GetLastError(), DWORD(ERROR_FILE_EXISTS));
+  EXPECT_REFUSED(P::CopyFileW(src.c_str(), dst.c_str(), TRUE), ERROR_FILE_EXISTS);
   writeBytes(src, "new");
   ASSERT_TRUE(P::CopyFileW(src.c_str(), dst.c_str(), FALSE));
   EXPECT_EQ(readBytes(dst), "new");
-  EXPECT_FALSE(P::CopyFileW(join(dir, L"none").c_str(), dst.c_str(), FALSE));
-  EXPECT_EQ(P::GetLastError(), DWORD(ERROR_FILE_NOT_FOUND));
-  EXPECT_FALSE(P::CopyFileW(src.c_str(), join(join(dir, L"none"), L"x").c_str(), FALSE));
-  EXPECT_EQ(P::GetLastError(), DWORD(ERROR_PATH_NOT_FOUND));
+  EXPECT_REFUSED(P::CopyFileW(join(dir, L"none").c_str(), dst.c_str(), FALSE), ERROR_FILE_NOT_FOUND);
+  EXPECT_REFUSED(P::CopyFileW(src.c_str(), join(join(dir, L"none"), L"x").c_str(), FALSE), ERROR_PATH_NOT_FOUND);
   EXPECT_EQ(readBytes(dst), "new");
   // Nothing but the two files is left in the folder.
   size_t entries = 0;
@@ -320,14 +273,12 @@ TEST(FileConformance, CopyAndMove) {
   EXPECT_EQ(entries, 2u);
 
   const std::wstring moved = join(dir, L"moved.KVDASM");
-  EXPECT_FALSE(P::MoveFileExW(src.c_str(), dst.c_str(), 0));
-  EXPECT_EQ(P::GetLastError(), DWORD(ERROR_ALREADY_EXISTS));
+  EXPECT_REFUSED(P::MoveFileExW(src.c_str(), dst.c_str(), 0), ERROR_ALREADY_EXISTS);
   ASSERT_TRUE(P::MoveFileW(src.c_str(), moved.c_str()));
   EXPECT_EQ(P::GetFileAttributesW(src.c_str()), INVALID_FILE_ATTRIBUTES);
   ASSERT_TRUE(P::MoveFileExW(moved.c_str(), dst.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH));
   EXPECT_EQ(readBytes(dst), "new");
-  EXPECT_FALSE(P::MoveFileExW(moved.c_str(), src.c_str(), 0));
-  EXPECT_EQ(P::GetLastError(), DWORD(ERROR_FILE_NOT_FOUND));
+  EXPECT_REFUSED(P::MoveFileExW(moved.c_str(), src.c_str(), 0), ERROR_FILE_NOT_FOUND);
 }
 
 TEST(FileConformance, TemporaryNamesSearchPathAndLongNames) {
@@ -345,8 +296,7 @@ TEST(FileConformance, TemporaryNamesSearchPathAndLongNames) {
   // Windows writes the number in upper case; Wine in lower case.
   EXPECT_TRUE(equalNoCase(std::wstring(name), dir + kSep + L"ab1A2B.tmp"));
   EXPECT_EQ(P::GetFileAttributesW(name), INVALID_FILE_ATTRIBUTES);  // a given number makes nothing
-  EXPECT_EQ(P::GetTempFileNameW(join(dir, L"none").c_str(), L"x", 0, name), 0u);
-  EXPECT_EQ(P::GetLastError(), DWORD(ERROR_DIRECTORY));
+  EXPECT_REFUSED(P::GetTempFileNameW(join(dir, L"none").c_str(), L"x", 0, name) != 0, ERROR_DIRECTORY);
 
   const std::wstring folder = join(dir, L"kvxauto");
   ASSERT_TRUE(P::CreateDirectoryW(folder.c_str(), nullptr));
@@ -360,8 +310,7 @@ TEST(FileConformance, TemporaryNamesSearchPathAndLongNames) {
   EXPECT_EQ(std::wstring(filePart), L"kvxauto");
   EXPECT_EQ(P::SearchPathW(folder.c_str(), folder.c_str(), nullptr, MAX_PATH, found, &filePart), folder.size());
   EXPECT_EQ(P::SearchPathW(dir.c_str(), L"tool", L".exe", MAX_PATH, found, nullptr), join(dir, L"tool.exe").size());
-  EXPECT_EQ(P::SearchPathW(dir.c_str(), L"absent", nullptr, MAX_PATH, found, nullptr), 0u);
-  EXPECT_EQ(P::GetLastError(), DWORD(ERROR_FILE_NOT_FOUND));
+  EXPECT_REFUSED(P::SearchPathW(dir.c_str(), L"absent", nullptr, MAX_PATH, found, nullptr) != 0, ERROR_FILE_NOT_FOUND);
   // Too small a buffer: the size needed, with the terminator.
   EXPECT_EQ(P::SearchPathW(dir.c_str(), L"kvxauto", nullptr, 3, found, nullptr), folder.size() + 1);
 
@@ -369,8 +318,7 @@ TEST(FileConformance, TemporaryNamesSearchPathAndLongNames) {
   EXPECT_EQ(P::GetLongPathNameW(folder.c_str(), longName, MAX_PATH), folder.size());
   EXPECT_EQ(std::wstring(longName), folder);
   EXPECT_EQ(P::GetLongPathNameW(folder.c_str(), longName, 2), folder.size() + 1);
-  EXPECT_EQ(P::GetLongPathNameW(join(dir, L"none").c_str(), longName, MAX_PATH), 0u);
-  EXPECT_EQ(P::GetLastError(), DWORD(ERROR_FILE_NOT_FOUND));
+  EXPECT_REFUSED(P::GetLongPathNameW(join(dir, L"none").c_str(), longName, MAX_PATH) != 0, ERROR_FILE_NOT_FOUND);
 
   wchar_t temp[MAX_PATH];
   DWORD t = P::GetTempPathW(MAX_PATH, temp);
@@ -412,10 +360,8 @@ TEST(FileConformance, CurrentFolderRoundTripAndRelativeNames) {
   wchar_t full[MAX_PATH];
   P::GetFullPathNameW(L"relative.txt", MAX_PATH, full, nullptr);
   EXPECT_EQ(std::wstring(full), join(dir, L"relative.txt"));
-  EXPECT_FALSE(P::SetCurrentDirectoryW(join(dir, L"relative.txt").c_str()));
-  EXPECT_EQ(P::GetLastError(), DWORD(ERROR_DIRECTORY));
-  EXPECT_FALSE(P::SetCurrentDirectoryW(join(dir, L"none").c_str()));
-  EXPECT_EQ(P::GetLastError(), DWORD(ERROR_FILE_NOT_FOUND));
+  EXPECT_REFUSED(P::SetCurrentDirectoryW(join(dir, L"relative.txt").c_str()), ERROR_DIRECTORY);
+  EXPECT_REFUSED(P::SetCurrentDirectoryW(join(dir, L"none").c_str()), ERROR_FILE_NOT_FOUND);
   ASSERT_TRUE(P::SetCurrentDirectoryW(before));
 }
 
@@ -469,8 +415,7 @@ TEST(FileConformance, SearchesMatchWildcardsWithoutRegardToCase) {
   ASSERT_NE(h, INVALID_HANDLE_VALUE);
   EXPECT_EQ(data.nFileSizeLow, 5u);
   EXPECT_EQ(data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY, 0u);
-  EXPECT_FALSE(P::FindNextFileW(h, &data));
-  EXPECT_EQ(P::GetLastError(), DWORD(ERROR_NO_MORE_FILES));
+  EXPECT_REFUSED(P::FindNextFileW(h, &data), ERROR_NO_MORE_FILES);
   P::FindClose(h);
 }
 
@@ -484,8 +429,7 @@ TEST(FileConformance, EnvironmentComputerNameAndProcessId) {
   EXPECT_EQ(P::GetEnvironmentVariableW(L"KvdFileLayerVar", buf, 64), 5u);
   EXPECT_EQ(std::wstring(buf), L"other");
   ASSERT_TRUE(P::SetEnvironmentVariableW(L"KvdFileLayerVar", nullptr));
-  EXPECT_EQ(P::GetEnvironmentVariableW(L"KvdFileLayerVar", buf, 64), 0u);
-  EXPECT_EQ(P::GetLastError(), DWORD(ERROR_ENVVAR_NOT_FOUND));
+  EXPECT_REFUSED(P::GetEnvironmentVariableW(L"KvdFileLayerVar", buf, 64) != 0, ERROR_ENVVAR_NOT_FOUND);
 
   wchar_t name[256];
   DWORD size = 256;
@@ -494,8 +438,7 @@ TEST(FileConformance, EnvironmentComputerNameAndProcessId) {
   EXPECT_EQ(std::wstring(name).size(), size);
   for (DWORD i = 0; i < size; ++i) EXPECT_EQ(name[i], static_cast<wchar_t>(std::towupper(name[i])));
   DWORD small = 1;
-  EXPECT_FALSE(P::GetComputerNameW(name, &small));
-  EXPECT_EQ(P::GetLastError(), DWORD(ERROR_BUFFER_OVERFLOW));
+  EXPECT_REFUSED(P::GetComputerNameW(name, &small), ERROR_BUFFER_OVERFLOW);
   EXPECT_EQ(small, size + 1);
 
 #if defined(_WIN32)
@@ -557,29 +500,24 @@ TEST(FileConformance, IsTextUnicodeByteOrderMarks) {
 
 TEST(FileConformance, DesktopFolderTurnsPathsIntoItemListsAndBack) {
   const std::wstring dir = scratch("shell");
-  const std::wstring file = join(dir, L"shell part.KVDPRT");
+  std::wstring file = join(dir, L"shell part.KVDPRT"), missing = join(dir, L"absent.KVDPRT");
   writeBytes(file, "x");
   IShellFolder* desktop = nullptr;
   ASSERT_EQ(P::SHGetDesktopFolder(&desktop), S_OK);
   IMalloc* allocator = nullptr;
   ASSERT_EQ(P::SHGetMalloc(&allocator), S_OK);
 
-  std::vector<wchar_t> text(file.begin(), file.end());
-  text.push_back(L'\0');
   LPITEMIDLIST pidl = nullptr;
   ULONG eaten = 0, attributes = 0;
-  ASSERT_EQ(desktop->ParseDisplayName(nullptr, nullptr, text.data(), &eaten, &pidl, &attributes), S_OK);
+  ASSERT_EQ(desktop->ParseDisplayName(nullptr, nullptr, file.data(), &eaten, &pidl, &attributes), S_OK);
   ASSERT_NE(pidl, nullptr);
   wchar_t back[MAX_PATH];
   ASSERT_TRUE(P::SHGetPathFromIDListW(pidl, back));
   EXPECT_EQ(std::wstring(back), file);
   allocator->Free(pidl);
 
-  std::wstring missing = join(dir, L"absent.KVDPRT");
-  std::vector<wchar_t> missingText(missing.begin(), missing.end());
-  missingText.push_back(L'\0');
   pidl = nullptr;
-  EXPECT_EQ(desktop->ParseDisplayName(nullptr, nullptr, missingText.data(), nullptr, &pidl, nullptr),
+  EXPECT_EQ(desktop->ParseDisplayName(nullptr, nullptr, missing.data(), nullptr, &pidl, nullptr),
             HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND));
   EXPECT_EQ(pidl, nullptr);
   allocator->Release();

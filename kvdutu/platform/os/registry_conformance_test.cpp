@@ -249,40 +249,30 @@ TEST_F(Registry, NameLengthLimits) {
 }
 
 TEST_F(Registry, EveryValueTypeKeepsItsBytes) {
-  // Raw types: the bytes as given, embedded zeros included.
-  const unsigned char bin[] = {0, 1, 0, 0xFF, 0, 0x80};
-  ASSERT_EQ(P::RegSetValueExW(key_, L"bin", 0, REG_BINARY, bin, sizeof bin), ERROR_SUCCESS);
-  ASSERT_EQ(P::RegSetValueExW(key_, L"none", 0, REG_NONE, nullptr, 0), ERROR_SUCCESS);
+  // Raw types: the bytes as given, embedded zeros included, under any type number.
   const uint64_t q = 0x0123456789ABCDEFull;
-  ASSERT_EQ(P::RegSetValueExW(key_, L"qword", 0, REG_QWORD, bytes(&q), sizeof q), ERROR_SUCCESS);
-  ASSERT_EQ(setDword(key_, L"dword", 0xDEADBEEF), ERROR_SUCCESS);
-  const DWORD odd = 0x11223344;
-  ASSERT_EQ(P::RegSetValueExW(key_, L"oddtype", 0, 0x1234, bytes(&odd), 3), ERROR_SUCCESS);
-
-  unsigned char buf[64];
-  DWORD type = 0, cb = sizeof buf;
-  ASSERT_EQ(P::RegQueryValueExW(key_, L"bin", nullptr, &type, buf, &cb), ERROR_SUCCESS);
-  EXPECT_EQ(type, DWORD(REG_BINARY));
-  ASSERT_EQ(cb, sizeof bin);
-  EXPECT_EQ(std::memcmp(buf, bin, sizeof bin), 0);
-  cb = sizeof buf;
-  ASSERT_EQ(P::RegQueryValueExW(key_, L"none", nullptr, &type, buf, &cb), ERROR_SUCCESS);
-  EXPECT_EQ(type, DWORD(REG_NONE));
-  EXPECT_EQ(cb, 0u);
-  uint64_t q2 = 0;
-  cb = sizeof q2;
-  ASSERT_EQ(P::RegQueryValueExW(key_, L"qword", nullptr, &type, reinterpret_cast<LPBYTE>(&q2), &cb), ERROR_SUCCESS);
-  EXPECT_EQ(type, DWORD(REG_QWORD));
-  EXPECT_EQ(q2, q);
+  const struct {
+    const wchar_t* name;
+    DWORD type;
+    std::string data;
+  } raws[] = {{L"bin", REG_BINARY, std::string("\0\1\0\xFF\0\x80", 6)},
+              {L"none", REG_NONE, ""},
+              {L"qword", REG_QWORD, std::string(reinterpret_cast<const char*>(&q), sizeof q)},
+              {L"dword", REG_DWORD, "\xEF\xBE\xAD\xDE"},
+              {L"oddtype", 0x1234, "\x44\x33\x22"}};
+  for (const auto& r : raws)
+    ASSERT_EQ(P::RegSetValueExW(key_, r.name, 0, r.type, bytes(r.data.data()), DWORD(r.data.size())), ERROR_SUCCESS);
+  for (const auto& r : raws) {
+    unsigned char buf[64];
+    DWORD type = 0, cb = sizeof buf;
+    ASSERT_EQ(P::RegQueryValueExW(key_, r.name, nullptr, &type, buf, &cb), ERROR_SUCCESS) << r.name;
+    EXPECT_EQ(type, r.type) << r.name;
+    EXPECT_EQ(std::string(reinterpret_cast<char*>(buf), cb), r.data) << r.name;
+  }
   EXPECT_EQ(getDword(key_, L"dword"), 0xDEADBEEFu);
-  cb = sizeof buf;
-  ASSERT_EQ(P::RegQueryValueExW(key_, L"oddtype", nullptr, &type, buf, &cb), ERROR_SUCCESS);
-  EXPECT_EQ(type, 0x1234u);
-  EXPECT_EQ(cb, 3u);
-  EXPECT_EQ(std::memcmp(buf, &odd, 3), 0);
 
   // String types: sizes in UTF-16 bytes with the terminator, whatever wchar_t is.
-  DWORD t = 0;
+  DWORD t = 0, type = 0, cb = 0;
   ASSERT_EQ(setString(key_, L"sz", L"h\u00E9llo"), ERROR_SUCCESS);
   EXPECT_EQ(getString(key_, L"sz", &t), L"h\u00E9llo");
   EXPECT_EQ(t, DWORD(REG_SZ));
@@ -291,7 +281,6 @@ TEST_F(Registry, EveryValueTypeKeepsItsBytes) {
   EXPECT_EQ(t, DWORD(REG_EXPAND_SZ));
   const std::wstring astral = L"a\U0001F600b";  // a surrogate pair in UTF-16
   ASSERT_EQ(setString(key_, L"astral", astral), ERROR_SUCCESS);
-  cb = 0;
   ASSERT_EQ(P::RegQueryValueExW(key_, L"sz", nullptr, nullptr, nullptr, &cb), ERROR_SUCCESS);
   EXPECT_EQ(cb, 12u);
   ASSERT_EQ(P::RegQueryValueExW(key_, L"astral", nullptr, nullptr, nullptr, &cb), ERROR_SUCCESS);
@@ -406,15 +395,11 @@ TEST_F(Registry, EnumerationOrderSizesAndEnd) {
 
   // Name buffers count characters and need room for the terminator; on a short one nothing moves.
   P::RegCloseKey(create(L"longname"));
+  const auto keys = subkeys(key_);
+  const DWORD index = DWORD(std::find(keys.begin(), keys.end(), L"longname") - keys.begin());
+  ASSERT_EQ(keys.size(), 5u);
   wchar_t name[32];
   DWORD cch = 8;
-  DWORD index = 0;
-  for (DWORD i = 0; i < 5; ++i) {
-    wchar_t n[32];
-    DWORD c = 32;
-    ASSERT_EQ(P::RegEnumKeyExW(key_, i, n, &c, nullptr, nullptr, nullptr, nullptr), ERROR_SUCCESS);
-    if (std::wstring(n) == L"longname") index = i;
-  }
   EXPECT_EQ(P::RegEnumKeyExW(key_, index, name, &cch, nullptr, nullptr, nullptr, nullptr), ERROR_MORE_DATA);
   EXPECT_EQ(cch, 8u);
   cch = 9;
@@ -432,12 +417,9 @@ TEST_F(Registry, EnumerationOrderSizesAndEnd) {
   // RegEnumValueW: name, type and data; a short name or data buffer gives ERROR_MORE_DATA with
   // the data size.
   ASSERT_EQ(setString(key_, L"str", L"abcdef"), ERROR_SUCCESS);
-  DWORD vi = 0;
-  {
-    auto all = valueNames(key_);
-    ASSERT_EQ(all.size(), 4u);
-    while (all[vi] != L"str") ++vi;
-  }
+  const auto values = valueNames(key_);
+  ASSERT_EQ(values.size(), 4u);
+  const DWORD vi = DWORD(std::find(values.begin(), values.end(), L"str") - values.begin());
   wchar_t data[16];
   DWORD type = 0, cb = 4;
   cch = 32;

@@ -1,16 +1,18 @@
 // Conformance of the synchronisation layer: the same cases run against the POSIX emulation and,
 // under Wine, against the real Win32 objects.
+#include "kvdutu/platform/framework/sync.h"
+
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <thread>
 #include <vector>
 
-#include "kvdutu/platform/framework/sync.h"
 #include "kvdutu/platform/os/error.h"
 #include "kvdutu/platform/os/handle.h"
 #include "kvdutu/platform/os/sync.h"
 #include "kvdutu/platform/os/thread.h"
+#include "support/win32_expect.h"
 
 namespace P = KvdUtils::Platform;
 
@@ -75,8 +77,7 @@ TEST(SyncSemaphore, CountsAndRefusesToPassItsMaximum) {
   EXPECT_TRUE(P::ReleaseSemaphore(s, 2, &previous));
   EXPECT_EQ(previous, 0);
   previous = -7;
-  EXPECT_FALSE(P::ReleaseSemaphore(s, 1, &previous));  // 2 + 1 > 2
-  EXPECT_EQ(P::GetLastError(), static_cast<DWORD>(ERROR_TOO_MANY_POSTS));
+  EXPECT_REFUSED(P::ReleaseSemaphore(s, 1, &previous), ERROR_TOO_MANY_POSTS);  // 2 + 1 > 2
   EXPECT_EQ(previous, -7);  // untouched on failure
   EXPECT_EQ(P::WaitForSingleObject(s, 0), WAIT_OBJECT_0);
   EXPECT_EQ(P::WaitForSingleObject(s, 0), WAIT_OBJECT_0);
@@ -94,8 +95,7 @@ TEST(SyncSemaphore, BadCountsAreRefused) {
 TEST(SyncHandles, InvalidHandlesFailCleanly) {
   HANDLE bogus = reinterpret_cast<HANDLE>(static_cast<uintptr_t>(0x7FFFF0));
   EXPECT_EQ(P::WaitForSingleObject(bogus, 0), WAIT_FAILED);
-  EXPECT_FALSE(P::SetEvent(bogus));
-  EXPECT_EQ(P::GetLastError(), static_cast<DWORD>(ERROR_INVALID_HANDLE));
+  EXPECT_REFUSED(P::SetEvent(bogus), ERROR_INVALID_HANDLE);
   HANDLE e = P::CreateEventW(nullptr, FALSE, FALSE, nullptr);
   EXPECT_TRUE(P::CloseHandle(e));
   EXPECT_FALSE(P::SetEvent(e));  // closed

@@ -1,11 +1,12 @@
 // Code-page conversion: the same cases against the POSIX layer and the real Win32 functions.
 #include "kvdutu/platform/os/text.h"
 
-#include "kvdutu/platform/os/error.h"
-
 #include <gtest/gtest.h>
 
 #include <string>
+
+#include "kvdutu/platform/os/error.h"
+#include "support/win32_expect.h"
 
 using namespace KvdUtils::Platform;
 
@@ -30,13 +31,10 @@ TEST(TextConversion, Utf8ToWideAndBack) {
 
 TEST(TextConversion, SmallBufferFailsWithInsufficientBuffer) {
   wchar_t wide[2];
-  SetLastError(0);
-  EXPECT_EQ(MultiByteToWideChar(CP_UTF8, 0, "abc", -1, wide, 2), 0);
-  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INSUFFICIENT_BUFFER));
+  EXPECT_REFUSED(MultiByteToWideChar(CP_UTF8, 0, "abc", -1, wide, 2), ERROR_INSUFFICIENT_BUFFER);
   char narrow[3];
-  SetLastError(0);
-  EXPECT_EQ(WideCharToMultiByte(CP_UTF8, 0, L"a\u00e9", 2, narrow, 2, nullptr, nullptr), 0);  // needs 3 bytes
-  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INSUFFICIENT_BUFFER));
+  EXPECT_REFUSED(WideCharToMultiByte(CP_UTF8, 0, L"a\u00e9", 2, narrow, 2, nullptr, nullptr),
+                 ERROR_INSUFFICIENT_BUFFER);  // needs 3 bytes
 }
 
 TEST(TextConversion, InvalidUtf8BecomesReplacementCharacter) {
@@ -45,9 +43,7 @@ TEST(TextConversion, InvalidUtf8BecomesReplacementCharacter) {
   EXPECT_EQ(std::wstring(wide, 4), L"a\uFFFDb\uFFFD");
   // An encoded UTF-16 surrogate is not UTF-8 either.
   EXPECT_EQ(MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, "\xED\xA0\x80", 3, wide, 8), 0);
-  SetLastError(0);
-  EXPECT_EQ(MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, "a\xFF", 2, wide, 8), 0);
-  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_NO_UNICODE_TRANSLATION));
+  EXPECT_REFUSED(MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, "a\xFF", 2, wide, 8), ERROR_NO_UNICODE_TRANSLATION);
 }
 
 TEST(TextConversion, LoneSurrogateBecomesReplacementCharacter) {
@@ -55,9 +51,8 @@ TEST(TextConversion, LoneSurrogateBecomesReplacementCharacter) {
   char narrow[16] = {};
   ASSERT_EQ(WideCharToMultiByte(CP_UTF8, 0, lone, -1, narrow, sizeof narrow, nullptr, nullptr), 6);
   EXPECT_EQ(std::string(narrow), "a\xEF\xBF\xBD" "b");
-  SetLastError(0);
-  EXPECT_EQ(WideCharToMultiByte(CP_UTF8, WC_ERR_INVALID_CHARS, lone, -1, narrow, sizeof narrow, nullptr, nullptr), 0);
-  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_NO_UNICODE_TRANSLATION));
+  EXPECT_REFUSED(WideCharToMultiByte(CP_UTF8, WC_ERR_INVALID_CHARS, lone, -1, narrow, sizeof narrow, nullptr, nullptr),
+                 ERROR_NO_UNICODE_TRANSLATION);
   // A UTF-16 pair is one character, also in a 32-bit wchar_t string.
   const wchar_t pair[] = {static_cast<wchar_t>(0xD83D), static_cast<wchar_t>(0xDE00), 0};
   ASSERT_EQ(WideCharToMultiByte(CP_UTF8, 0, pair, -1, narrow, sizeof narrow, nullptr, nullptr), 5);
@@ -67,25 +62,15 @@ TEST(TextConversion, LoneSurrogateBecomesReplacementCharacter) {
 TEST(TextConversion, BadArgumentsAndFlags) {
   wchar_t wide[4];
   char narrow[4];
-  SetLastError(0);
-  EXPECT_EQ(MultiByteToWideChar(CP_UTF8, 0, "abc", 0, wide, 4), 0);
-  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_PARAMETER));
-  SetLastError(0);
-  EXPECT_EQ(MultiByteToWideChar(CP_UTF8, 0, nullptr, 3, wide, 4), 0);
-  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_PARAMETER));
-  SetLastError(0);
-  EXPECT_EQ(WideCharToMultiByte(CP_UTF8, 0, L"abc", 0, narrow, 4, nullptr, nullptr), 0);
-  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_PARAMETER));
+  EXPECT_REFUSED(MultiByteToWideChar(CP_UTF8, 0, "abc", 0, wide, 4), ERROR_INVALID_PARAMETER);
+  EXPECT_REFUSED(MultiByteToWideChar(CP_UTF8, 0, nullptr, 3, wide, 4), ERROR_INVALID_PARAMETER);
+  EXPECT_REFUSED(WideCharToMultiByte(CP_UTF8, 0, L"abc", 0, narrow, 4, nullptr, nullptr), ERROR_INVALID_PARAMETER);
 #if !defined(_WIN32)
   // Windows documents both refusals for CP_UTF8 (a flag other than MB_ERR_INVALID_CHARS, a used-default
   // flag); Wine accepts both calls, so these run against the POSIX layer only.
-  SetLastError(0);
-  EXPECT_EQ(MultiByteToWideChar(CP_UTF8, MB_PRECOMPOSED, "abc", 3, wide, 4), 0);
-  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_FLAGS));
+  EXPECT_REFUSED(MultiByteToWideChar(CP_UTF8, MB_PRECOMPOSED, "abc", 3, wide, 4), ERROR_INVALID_FLAGS);
   BOOL used = FALSE;
-  SetLastError(0);
-  EXPECT_EQ(WideCharToMultiByte(CP_UTF8, 0, L"abc", 3, narrow, 4, nullptr, &used), 0);
-  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_PARAMETER));
+  EXPECT_REFUSED(WideCharToMultiByte(CP_UTF8, 0, L"abc", 3, narrow, 4, nullptr, &used), ERROR_INVALID_PARAMETER);
 #endif
 }
 
