@@ -22,12 +22,6 @@ constexpr unsigned int kBackupPrefixText = 10122;  // one "%s" insertion place
 constexpr unsigned int kBackupFolderText = 12256;  // joined directly behind a folder
 constexpr unsigned int kRecoveryPrefixText = 12298;
 
-// The backup prefix with an empty insert (copy 0) or with "(copy) " inserted. False when the host
-// has no such text or the text is not a format with exactly one "%s": filling in anything else
-// would read arguments that are not there, and an empty prefix would make the backup's name the
-// file's own name.
-KVDUTU_API bool backupPrefix(int copy, CString& prefix);
-
 // The recovery prefix; empty when the host has none.
 KVDUTU_API CString recoveryPrefix();
 

@@ -1,7 +1,10 @@
 #include "kvdutu/files/backups.h"
 
 #include <algorithm>
+#include <climits>
 #include <cwchar>
+#include <functional>
+#include <vector>
 
 #include "kvdutu/files/backup_names_internal.h"
 #include "kvdutu/files/file_lists.h"
@@ -43,6 +46,57 @@ bool isSingleStringFormat(const CString& format) {
 
 bool copyFile(const CString& from, const CString& to) { return Os::CopyFileW(from, to, FALSE) != FALSE; }
 
+// The names of one file's backups, made from the host's prefix text: with an empty insert for the
+// single copy, with "(i) " for copy i. Unusable when the host has no such text, or the text is not
+// a format with exactly one "%s": filling in anything else would read arguments that are not
+// there, and an empty prefix would give a backup the file's own name.
+class BackupNames {
+ public:
+  explicit BackupNames(const CString& fileName) : m_fileName(fileName) {
+    m_usable = m_format.LoadString(kBackupPrefixText) && isSingleStringFormat(m_format) && !prefix(L"").IsEmpty();
+  }
+  bool usable() const { return m_usable; }
+  CString unnumbered() const { return prefix(L"") + m_fileName; }
+  CString numbered(int copy) const {
+    CString insert;
+    insert.Format(L"(%d) ", copy);
+    return prefix(insert) + m_fileName;
+  }
+
+  // The number of the copy that a listed name is, or 0 when it is no numbered copy of this file.
+  int copyNumberOf(const CString& listed) const {
+    // The text around the insertion place, found by filling in a character no file name holds.
+    const CString marked = prefix(L"\xFFFF") + m_fileName;
+    const int at = marked.Find(L'\xFFFF');
+    if (at < 0) return 0;
+    const CString head = marked.Left(at) + L'(';
+    const CString tail = L") " + marked.Mid(at + 1);
+    const int digits = listed.GetLength() - head.GetLength() - tail.GetLength();
+    if (digits < 1 || digits > 10 || listed.Left(head.GetLength()) != head ||
+        listed.Right(tail.GetLength()) != tail)
+      return 0;
+    long long number = 0;
+    for (int i = head.GetLength(); i < head.GetLength() + digits; ++i) {
+      if (listed[i] < L'0' || listed[i] > L'9') return 0;
+      number = number * 10 + (listed[i] - L'0');
+    }
+    if (number < 1 || number > INT_MAX) return 0;
+    // Leading zeros and the like: only the name that the copy's own number makes counts.
+    return numbered(static_cast<int>(number)) == listed ? static_cast<int>(number) : 0;
+  }
+
+ private:
+  CString prefix(const wchar_t* insert) const {
+    CString text;
+    text.Format(m_format, insert);
+    return text;
+  }
+
+  CString m_format;
+  CString m_fileName;
+  bool m_usable = false;
+};
+
 }  // namespace
 
 namespace KvdUtils::File::Detail {
@@ -52,15 +106,6 @@ DesignFileName::DesignFileName(const CString& path) {
   full.getName(&name, 0);
   full.getExtension(&extension);
   full.getDirectory(&folder, 0);
-}
-
-bool backupPrefix(int copy, CString& prefix) {
-  CString format;
-  if (!format.LoadString(kBackupPrefixText) || !isSingleStringFormat(format)) return false;
-  CString insert;
-  if (copy > 0) insert.Format(L"(%d) ", copy);
-  prefix.Format(format, insert.GetString());
-  return !prefix.IsEmpty();
 }
 
 CString recoveryPrefix() {
@@ -91,9 +136,8 @@ int su_CreateBackupOfFile(CString path) {
   su_FindFilesWithExt(split.folder, split.extension, beside);
   if (!listHolds(beside, split.fileName())) return 0;
 
-  // Without the host's prefix a backup would carry the file's own name; nothing is touched.
-  CString unnumbered;
-  if (!backupPrefix(0, unnumbered)) {
+  const BackupNames names(split.fileName());
+  if (!names.usable()) {
     Os::SetLastError(ERROR_RESOURCE_NAME_NOT_FOUND);
     return 0;
   }
@@ -121,26 +165,29 @@ int su_CreateBackupOfFile(CString path) {
   }
 
   if (count == 1) {
-    const CString name = unnumbered + split.fileName();
+    const CString name = names.unnumbered();
     // A single backup that an earlier setting put beside the file goes, whatever the setting is now.
     Os::DeleteFileW(split.folder + L'\\' + name);
     if (!toOriginalPath) Os::DeleteFileW(folder + L'\\' + name);
     return Os::CopyFileW(path, folder + L'\\' + name, FALSE);
   }
+  if (count < 0) return 0;  // no copy is made
 
+  // From the count down to 1, each copy that the listing (taken once, before anything moves)
+  // holds goes one number up, except the one at the count, which falls off by being overwritten
+  // from the copy below it. Only listed numbers can do anything, so only they are visited: a
+  // count in the millions costs no more than the copies there are.
   su_CStringList present;
   su_FindFilesWithExt(folder, split.extension, present);
-  CString younger;  // the name of copy i + 1
-  for (int i = count; i >= 1; --i) {
-    CString prefix;
-    if (!backupPrefix(i, prefix)) return 0;
-    const CString name = prefix + split.fileName();
-    // The oldest copy falls off by being overwritten from the one below it.
-    if (i != count && listHolds(present, name)) copyFile(folder + L'\\' + name, folder + L'\\' + younger);
-    if (i == 1) return Os::CopyFileW(path, folder + L'\\' + name, FALSE);
-    younger = name;
+  std::vector<int> listed;
+  for (POSITION at = present.GetHeadPosition(); at;) {
+    const int copy = names.copyNumberOf(present.GetNext(at));
+    if (copy >= 1 && copy < count) listed.push_back(copy);
   }
-  return 0;  // a negative count makes no copy
+  std::sort(listed.begin(), listed.end(), std::greater<int>());
+  listed.erase(std::unique(listed.begin(), listed.end()), listed.end());
+  for (int copy : listed) copyFile(folder + L'\\' + names.numbered(copy), folder + L'\\' + names.numbered(copy + 1));
+  return Os::CopyFileW(path, folder + L'\\' + names.numbered(1), FALSE);
 }
 
 void su_ResolveToBackupFile(const wchar_t* path, wchar_t* out) {
@@ -152,11 +199,11 @@ void su_ResolveToBackupFile(const wchar_t* path, wchar_t* out) {
   const size_t room = std::max<size_t>(MAX_PATH, std::wcslen(path) + 1);
   CString result(path);
   const DesignFileName split(result);
-  CString prefix;
-  if (backupPrefix(0, prefix)) {
+  const BackupNames names(split.fileName());
+  if (names.usable()) {
     su_CStringList beside;
     su_FindFilesWithExt(split.folder, split.extension, beside);
-    const CString name = prefix + split.fileName();
+    const CString name = names.unnumbered();
     if (listHolds(beside, name)) {
       CString backup;
       backup.Format(L"%s%s%s", split.folder.GetString(), L"\\", name.GetString());

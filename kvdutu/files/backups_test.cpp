@@ -139,6 +139,24 @@ TEST_F(SuBackups, ChangingTheCountLeavesOtherCopiesForGood) {
   EXPECT_EQ(read(backupFolder() / "Backup (1) of part.KVDPRT"), "d");
 }
 
+TEST_F(SuBackups, HugeCountMovesOnlyTheCopiesThereAre) {
+  // A count no one would keep, as a damaged setting may hold: the copies present move up, names
+  // that only look like copies stay, and the rotation ends.
+  setCopies(2147483647);
+  fs::create_directories(backupFolder());
+  write(backupFolder() / "Backup (1) of part.KVDPRT", "one");
+  write(backupFolder() / "Backup (2) of part.KVDPRT", "two");
+  for (const char* decoy : {"Backup (0) of part.KVDPRT", "Backup (01) of part.KVDPRT", "Backup (x) of part.KVDPRT",
+                            "Backup (2147483648) of part.KVDPRT", "backup (3) of part.KVDPRT"})
+    write(backupFolder() / decoy, decoy);
+  EXPECT_NE(su_CreateBackupOfFile(wide(part_)), 0);
+  EXPECT_EQ(read(backupFolder() / "Backup (1) of part.KVDPRT"), "v1");
+  EXPECT_EQ(read(backupFolder() / "Backup (2) of part.KVDPRT"), "one");
+  EXPECT_EQ(read(backupFolder() / "Backup (3) of part.KVDPRT"), "two");
+  EXPECT_FALSE(fs::exists(backupFolder() / "Backup (4) of part.KVDPRT"));
+  EXPECT_EQ(read(backupFolder() / "Backup (01) of part.KVDPRT"), "Backup (01) of part.KVDPRT");
+}
+
 TEST_F(SuBackups, NegativeCountMakesNoCopyAndFails) {
   setCopies(-1);
   EXPECT_EQ(su_CreateBackupOfFile(wide(part_)), 0);
