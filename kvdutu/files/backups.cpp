@@ -134,6 +134,10 @@ int su_CreateBackupOfFile(CString path) {
   const DesignFileName split(path);
   su_CStringList beside;
   su_FindFilesWithExt(split.folder, split.extension, beside);
+  // A path that ends in a separator (or in ".") names no file, yet its "." matches the folder's
+  // own entry that a "*." search lists; going on would delete "Backup of ." (on Windows: a file
+  // "Backup of") beside it before the copy failed.
+  if (split.name.IsEmpty() && split.extension.IsEmpty()) return 0;
   if (!listHolds(beside, split.fileName())) return 0;
 
   const BackupNames names(split.fileName());

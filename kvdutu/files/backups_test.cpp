@@ -172,6 +172,20 @@ TEST_F(SuBackups, FileMustBeFoundUnderItsOwnName) {
   EXPECT_FALSE(fs::exists(backupFolder())) << "nothing touched";
 }
 
+TEST_F(SuBackups, FolderPathsAreNoFiles) {
+  setInt(L"Backup to original path", 1);
+#if !defined(_WIN32)
+  write(work_ / "Backup of .", "kept");  // what the folder's "." entry would have been backed up as
+#endif
+  for (const fs::path& folder : {work_ / "", work_ / "."}) {
+    EXPECT_EQ(su_CreateBackupOfFile(wide(folder)), 0) << folder.string();
+  }
+  EXPECT_EQ(su_CreateBackupOfFile(CString()), 0);
+#if !defined(_WIN32)
+  EXPECT_EQ(read(work_ / "Backup of ."), "kept");
+#endif
+}
+
 TEST_F(SuBackups, FileWithoutExtensionIsNotFoundByItsDottedName) {
   // The extension is empty, so the search is "*." and the name looked for is "notes.", which no
   // listing gives: the file is taken for missing and nothing is touched.
