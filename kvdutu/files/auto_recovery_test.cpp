@@ -4,8 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <thread>
-
 #include "kvdutu/files/backup_fixture_test.h"
 #include "kvdutu/files/full_path.h"
 #include "kvdutu/files/temp_folders.h"
@@ -112,22 +110,6 @@ TEST_F(SuAutoRecovery, ResolvingWhileRecoveringCrashFiles) {
       << "no recovery file";
   const CString recovery = R::getRecoveryName(design);
   EXPECT_EQ(R::resolveFileNameWhileRecovery(recovery), recovery) << "a recovery file stands for itself";
-}
-
-TEST_F(SuAutoRecovery, FlagsAreIndependentWordsSetFromAnyThread) {
-  EXPECT_EQ(am_IsRecoveringCrashFiles(), 0);
-  EXPECT_EQ(am_IsRecoveringUserSavedFiles(), 0);
-  std::thread setter([] {
-    am_SetRecoveringCrashFiles(7);
-    am_SetRecoveringUserSavedFiles(0);
-  });
-  setter.join();
-  EXPECT_EQ(am_IsRecoveringCrashFiles(), 7) << "the word as set, not a truth value";
-  EXPECT_EQ(am_IsRecoveringUserSavedFiles(), 0);
-  am_SetRecoveringUserSavedFiles(1);
-  am_SetRecoveringCrashFiles(0);
-  EXPECT_EQ(am_IsRecoveringUserSavedFiles(), 1);
-  EXPECT_EQ(am_IsRecoveringCrashFiles(), 0);
 }
 
 #if !defined(_WIN32)
