@@ -37,10 +37,7 @@ CString su_CreateAutoDirectory(CString baseFolder) {
     if (Os::GetFileAttributesW(parent) != INVALID_FILE_ATTRIBUTES && refusedAsPrivateFolder(parent)) return CString();
     if (refusedAsPrivateFolder(result)) return CString();
   }
-  wchar_t found[260 + 1] = {};
-  wchar_t* filePart = nullptr;
-  if (Os::SearchPathW(parent, kAutoFolderName, nullptr, 260, found, &filePart)) return result;
-  if (Os::_wmkdir(result) != 0 && Os::_waccess(result, 0) != 0) Os::CreateDirectoryW(result, nullptr);
+  findOrMakeFolder(parent, kAutoFolderName, result);
   return result;
 }
 

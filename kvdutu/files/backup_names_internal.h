@@ -35,4 +35,9 @@ CString backupFolderUnderTemp();
 // steps to meet.
 bool refusedAsPrivateFolder(const CString& folder);
 
+// Looks for `name` on `searchPath` (SearchPathW, 260 characters); when it is not found, makes
+// `folder` with _wmkdir, and with CreateDirectoryW when that failed and the folder is still
+// missing. Whether it then exists is for the first write there to find out.
+void findOrMakeFolder(const CString& searchPath, const CString& name, const CString& folder);
+
 }  // namespace KvdUtils::File::Detail

@@ -121,6 +121,13 @@ CString backupFolderUnderTemp() {
   return temp + folderText;
 }
 
+void findOrMakeFolder(const CString& searchPath, const CString& name, const CString& folder) {
+  wchar_t found[260 + 1] = {};
+  wchar_t* filePart = nullptr;
+  if (Os::SearchPathW(searchPath, name, nullptr, 260, found, &filePart)) return;
+  if (Os::_wmkdir(folder) != 0 && Os::_waccess(folder, 0) != 0) Os::CreateDirectoryW(folder, nullptr);
+}
+
 bool refusedAsPrivateFolder(const CString& folder) {
   return Os::CreatePrivateDirectory(folder) == ERROR_ACCESS_DENIED;
 }
@@ -221,9 +228,6 @@ CString su_CreateBackupDirectory() {
   const CString folder = backupFolderUnderTemp();
   if (folder.IsEmpty()) return folder;
   if (refusedAsPrivateFolder(folder)) return CString();
-  wchar_t found[260 + 1] = {};
-  wchar_t* filePart = nullptr;
-  if (Os::SearchPathW(folder, folder, nullptr, 260, found, &filePart)) return folder;
-  if (Os::_wmkdir(folder) != 0 && Os::_waccess(folder, 0) != 0) Os::CreateDirectoryW(folder, nullptr);
+  findOrMakeFolder(folder, folder, folder);
   return folder;
 }
