@@ -20,6 +20,11 @@ class KernelObject {
   virtual bool isSignalledLocked() const { return false; }
   virtual void consumeLocked() {}
 
+  // Objects that stand for a thread (the library's threads, a suspended child's primary thread)
+  // override these two; they give the previous suspend count, or (DWORD)-1 with the last error set.
+  virtual DWORD suspendThread();
+  virtual DWORD resumeThread();
+
   // One mutex and condition for every waitable object, so that WaitForMultipleObjects can wait
   // on several objects at once without a lock order between them.
   static std::mutex& waitMutex();

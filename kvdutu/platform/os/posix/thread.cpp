@@ -1,5 +1,8 @@
 #include "kvdutu/platform/os/thread.h"
 
+#include "kvdutu/platform/os/error.h"
+#include "kvdutu/platform/os/posix/handles_internal.h"
+
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -22,6 +25,36 @@ void Sleep(DWORD milliseconds) {
     for (;;) std::this_thread::sleep_for(std::chrono::hours(24));
   }
   std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
+}
+
+namespace detail {
+// A handle that is no thread answers as Windows does for one that lacks THREAD_SUSPEND_RESUME.
+DWORD KernelObject::suspendThread() {
+  SetLastError(ERROR_INVALID_HANDLE);
+  return static_cast<DWORD>(-1);
+}
+DWORD KernelObject::resumeThread() {
+  SetLastError(ERROR_INVALID_HANDLE);
+  return static_cast<DWORD>(-1);
+}
+}  // namespace detail
+
+DWORD SuspendThread(HANDLE thread) {
+  auto object = detail::lookupHandle(thread);
+  if (!object) {
+    SetLastError(ERROR_INVALID_HANDLE);
+    return static_cast<DWORD>(-1);
+  }
+  return object->suspendThread();
+}
+
+DWORD ResumeThread(HANDLE thread) {
+  auto object = detail::lookupHandle(thread);
+  if (!object) {
+    SetLastError(ERROR_INVALID_HANDLE);
+    return static_cast<DWORD>(-1);
+  }
+  return object->resumeThread();
 }
 
 }  // namespace KvdUtils::Platform
